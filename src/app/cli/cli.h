@@ -1,0 +1,1 @@
+// Shared declarations of the command line.

@@ -1,0 +1,6 @@
+#include <cstdio>
+
+int main() {
+    std::puts("velor 12.6");
+    return 0;
+}

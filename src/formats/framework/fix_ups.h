@@ -1,0 +1,39 @@
+// The operations that the open pipeline applies to a collection after a load, each also a command of its own.
+#pragma once
+
+#include <string>
+
+#include "base/user_interface.h"
+#include "items/collection.h"
+
+namespace velor {
+
+// While another item of the same kind has the item's name (without regard to case): counts a trailing number
+// up, or appends " 1" when there is none or the name ends like a note name (C#4, G3).
+void makeNameUnique(Item& item);
+
+// "Done: Deleted %d duplicate waveform%s (%dK samples freed)" or "Done: No duplicate waveforms found".
+// Waveforms are duplicates when rate, channels, loop and all samples agree bit for bit; regions that used a
+// later one use the first. Waveforms whose samples cannot be read are left alone.
+std::string removeDuplicateWaveforms(Collection& collection, UserInterface& ui);
+// "Done: Deleted %d unused waveform%s (%dK samples freed)" or "No unused waveforms found".
+std::string removeUnusedWaveforms(Collection& collection);
+
+// Splits stereo waveforms into "name L" and "name R"; each region that played one plays the left half, and a
+// copy of it in the same layer the right half. "Done: Split %d stereo waveform%s into %d mono waveforms";
+// empty when there was none. Waveforms whose samples cannot be read stay.
+std::string splitStereoWaveforms(Collection& collection, UserInterface& ui);
+// Merges mono waveforms whose names differ only by a left/right ending and that agree in frames, rate, root
+// key, tuning and loop. "Done: Merged %d mono waveforms into %d stereo waveform%s"; empty when there was none.
+std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui);
+
+// Joins layers of one instrument whose key or velocity ranges do not overlap and whose articulation agrees.
+// "Merged %d layer%s."; empty when there was none.
+std::string compactLayers(Collection& collection, Instrument& instrument);
+std::string compactAllLayers(Collection& collection);
+
+// Clears the articulation levels; both do nothing while no articulation parameters are moved between levels.
+void moveArticulation(Collection& collection);
+void moveTriggerParameters(Collection& collection, Layer& layer);
+
+}  // namespace velor

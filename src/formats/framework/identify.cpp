@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <array>
+
+#include "base/text.h"
+#include "formats/framework/format_table.h"
+
+namespace velor {
+
+bool matchExtension(std::string_view pattern, std::string_view extension) {
+    for (std::size_t i = 0;; ++i) {
+        const char wanted = i < pattern.size() ? pattern[i] : '\0';
+        const char given = i < extension.size() ? extension[i] : '\0';
+        if (wanted == '*')
+            return true;
+        if (wanted == '?') {
+            if (given == '\0')
+                return true;
+            continue;
+        }
+        if (lowerAscii(wanted) != lowerAscii(given))
+            return false;
+        if (wanted == '\0')
+            return true;
+    }
+}
+
+namespace {
+
+constexpr std::size_t kLongestExtension = 63;
+constexpr int kFullScore = 9;  // a signature (6) and the extension (3)
+constexpr int kSure = 3;
+
+// The extension as identification sees it: 8-bit text of at most 63 characters.
+std::string_view shortExtension(std::string_view fileName) {
+    return extensionOf(fileName).substr(0, kLongestExtension);
+}
+
+int extensionBonus(int row, const FormatEntry& entry, std::string_view extension) {
+    if (!matchExtension(entry.extension, extension))
+        return 0;
+    return row == 0 ? 2 : 3;
+}
+
+}  // namespace
+
+Identification identifyBytes(std::string_view fileName, std::span<const Byte> head, std::uint64_t fileSize) {
+    if (fileSize == 0)
+        return {};
+    const std::string_view extension = shortExtension(fileName);
+    int best = -1;
+    int bestScore = 0;
+    int index = 0;
+    for (const FormatEntry& row : FormatTable()) {
+        if (row.read) {
+            const int score = row.probe(head, row.variant, fileSize) + extensionBonus(index, row, extension);
+            if (score > bestScore) {
+                best = index;
+                bestScore = score;
+            }
+        }
+        ++index;
+    }
+    if (bestScore >= kSure)
+        return best == 0 ? Identification{0, 0} : Identification{best, bestScore * 100 / kFullScore};
+    const FormatEntry* entry = formatRow(best);
+    return {entry && entry->extension[0] == '*' ? 0 : -1, 0};
+}
+
+Identification IdentifyFile(const std::filesystem::path& name, const File& file) {
+    if (file.size() == 0)
+        return {};
+    std::array<Byte, kProbeBytes> buffer;
+    const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), buffer.size()));
+    const std::size_t got = file.readSome(0, {buffer.data(), wanted});
+    return identifyBytes(utf8FromPath(name.filename()), {buffer.data(), got}, file.size());
+}
+
+std::vector<IdentificationCandidate> explainIdentification(std::string_view fileName,
+                                                           std::span<const Byte> head,
+                                                           std::uint64_t fileSize) {
+    std::vector<IdentificationCandidate> candidates;
+    const std::string_view extension = shortExtension(fileName);
+    int index = 0;
+    for (const FormatEntry& row : FormatTable()) {
+        if (row.read) {
+            const int bonus = extensionBonus(index, row, extension);
+            const int score = row.probe(head, row.variant, fileSize) + bonus;
+            if (score > 0)
+                candidates.push_back({index, score, bonus > 0});
+        }
+        ++index;
+    }
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const auto& a, const auto& b) { return a.score > b.score; });
+    return candidates;
+}
+
+}  // namespace velor

@@ -1,0 +1,65 @@
+#include "items/articulation.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velor {
+
+namespace {
+
+auto position(const std::vector<Articulation::Entry>& values, std::uint16_t parameter) {
+    return std::lower_bound(values.begin(), values.end(), parameter,
+                            [](const auto& entry, std::uint16_t number) { return entry.first < number; });
+}
+
+}  // namespace
+
+bool Articulation::has(std::uint16_t parameter) const {
+    const auto at = position(values_, parameter);
+    return at != values_.end() && at->first == parameter;
+}
+
+float Articulation::get(std::uint16_t parameter, float fallback) const {
+    const auto at = position(values_, parameter);
+    return at != values_.end() && at->first == parameter ? at->second : fallback;
+}
+
+void Articulation::set(std::uint16_t parameter, float value) {
+    const auto at = values_.begin() + (position(values_, parameter) - values_.cbegin());
+    if (at != values_.end() && at->first == parameter)
+        at->second = value;
+    else
+        values_.insert(at, {parameter, value});
+}
+
+void Articulation::unset(std::uint16_t parameter) {
+    const auto at = position(values_, parameter);
+    if (at != values_.end() && at->first == parameter)
+        values_.erase(at);
+}
+
+void Articulation::fixUp() {
+    std::erase_if(values_, [](const Entry& entry) { return !std::isfinite(entry.second); });
+}
+
+void Articulation::serialize(ByteWriter& to) const {
+    to.u32(static_cast<std::uint32_t>(values_.size()));
+    for (const auto& [parameter, value] : values_) {
+        to.u16(parameter);
+        to.f32(value);
+    }
+}
+
+bool Articulation::deserialize(ByteReader& from) {
+    values_.clear();
+    const std::uint32_t count = from.u32();
+    if (count > from.remaining() / 6)
+        return false;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint16_t parameter = from.u16();
+        set(parameter, from.f32());
+    }
+    return from.ok();
+}
+
+}  // namespace velor

@@ -1,0 +1,40 @@
+// The synthesis settings of an instrument, a layer or a region.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "base/byte_reader.h"
+#include "base/byte_writer.h"
+
+namespace velor {
+
+// A record of parameters addressed by number. It holds only what is set at its level, in number order.
+class Articulation {
+  public:
+    using Entry = std::pair<std::uint16_t, float>;
+
+    bool empty() const { return values_.empty(); }
+    bool has(std::uint16_t parameter) const;
+    // The value set at this level, or `fallback`.
+    float get(std::uint16_t parameter, float fallback) const;
+    void set(std::uint16_t parameter, float value);
+    void unset(std::uint16_t parameter);
+    void clear() { values_.clear(); }
+    const std::vector<Entry>& entries() const { return values_; }
+
+    // Brings a record from a file into order: parameters that are not numbers are dropped.
+    void fixUp();
+
+    std::size_t serializedSize() const { return 4 + values_.size() * 6; }
+    void serialize(ByteWriter& to) const;
+    bool deserialize(ByteReader& from);
+
+    friend bool operator==(const Articulation&, const Articulation&) = default;
+
+  private:
+    std::vector<Entry> values_;
+};
+
+}  // namespace velor

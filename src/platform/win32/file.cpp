@@ -1,0 +1,172 @@
+#include "platform/file.h"
+
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "base/error.h"
+#include "base/text.h"
+
+namespace velor {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+HANDLE asHandle(std::intptr_t handle) {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+OVERLAPPED at(std::uint64_t offset) {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return place;
+}
+
+}  // namespace
+
+std::shared_ptr<File> File::open(const fs::path& path) {
+    const HANDLE handle =
+        ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    LARGE_INTEGER size{};
+    if (handle == INVALID_HANDLE_VALUE) {
+        fail("Could not open file");
+        return nullptr;
+    }
+    std::shared_ptr<File> file(new File);
+    file->handle_ = reinterpret_cast<std::intptr_t>(handle);
+    file->size_ = ::GetFileSizeEx(handle, &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+    file->path_ = path;
+    return file;
+}
+
+File::~File() {
+    if (handle_ != -1)
+        ::CloseHandle(asHandle(handle_));
+}
+
+std::size_t File::readSome(std::uint64_t offset, std::span<Byte> to) const {
+    std::size_t done = 0;
+    while (done < to.size() && offset + done < size_) {
+        OVERLAPPED place = at(offset + done);
+        DWORD got = 0;
+        const auto piece = static_cast<DWORD>(std::min(to.size() - done, kFilePiece));
+        if (!::ReadFile(asHandle(handle_), to.data() + done, piece, &got, &place) || got == 0)
+            break;
+        done += got;
+    }
+    return done;
+}
+
+bool File::read(std::uint64_t offset, std::span<Byte> to) const {
+    return readSome(offset, to) == to.size() || fail(kReadFailed);
+}
+
+std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
+    std::unique_ptr<OutputFile> file(new OutputFile);
+    file->target_ = path;
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        fail("Could not create file");
+        return nullptr;
+    }
+    static std::atomic<unsigned> serial{0};
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    for (int attempt = 0; attempt < 100 && handle == INVALID_HANDLE_VALUE; ++attempt) {
+        file->temporary_ = path;
+        file->temporary_ += L".part" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
+                            std::to_wstring(serial.fetch_add(1));
+        handle = ::CreateFileW(file->temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (handle == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_EXISTS)
+            break;
+    }
+    if (handle == INVALID_HANDLE_VALUE) {
+        file->temporary_.clear();
+        fail("Could not create file");
+        return nullptr;
+    }
+    file->handle_ = reinterpret_cast<std::intptr_t>(handle);
+    return file;
+}
+
+std::unique_ptr<OutputFile> OutputFile::standardOutput() {
+    std::unique_ptr<OutputFile> file(new OutputFile);
+    file->handle_ = reinterpret_cast<std::intptr_t>(::GetStdHandle(STD_OUTPUT_HANDLE));
+    file->keepOpen_ = true;
+    return file;
+}
+
+OutputFile::~OutputFile() {
+    if (handle_ != -1 && !keepOpen_)
+        ::CloseHandle(asHandle(handle_));
+    if (!temporary_.empty())
+        ::DeleteFileW(temporary_.c_str());
+}
+
+bool OutputFile::write(std::span<const Byte> bytes) {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        DWORD wrote = 0;
+        const auto piece = static_cast<DWORD>(std::min(bytes.size() - done, kFilePiece));
+        if (!::WriteFile(asHandle(handle_), bytes.data() + done, piece, &wrote, nullptr) || wrote == 0) {
+            failed_ = true;
+            return fail(kWriteFailed);
+        }
+        done += wrote;
+    }
+    size_ += done;
+    return true;
+}
+
+bool OutputFile::rewrite(std::uint64_t offset, std::span<const Byte> bytes) {
+    OVERLAPPED place = at(offset);
+    DWORD wrote = 0;
+    if (!::WriteFile(asHandle(handle_), bytes.data(), static_cast<DWORD>(bytes.size()), &wrote, &place) ||
+        wrote != bytes.size()) {
+        failed_ = true;
+        return fail(kWriteFailed);
+    }
+    LARGE_INTEGER end{};
+    end.QuadPart = static_cast<LONGLONG>(size_);
+    ::SetFilePointerEx(asHandle(handle_), end, nullptr, FILE_BEGIN);
+    return true;
+}
+
+bool OutputFile::commit() {
+    if (failed_)
+        return fail(kWriteFailed);
+    if (keepOpen_)
+        return true;
+    const bool closed = ::CloseHandle(asHandle(handle_)) != 0;
+    handle_ = -1;
+    if (!closed)
+        return fail(kWriteFailed);
+    if (!temporary_.empty()) {
+        if (!::MoveFileExW(temporary_.c_str(), target_.c_str(), MOVEFILE_REPLACE_EXISTING))
+            return fail(kWriteFailed);
+        temporary_.clear();
+    }
+    return true;
+}
+
+bool sameFile(const fs::path& a, const fs::path& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error) && !error;
+}
+
+std::string utf8FromPath(const fs::path& path) {
+    const std::u16string wide = path.u16string();
+    return utf8FromUtf16(wide);
+}
+
+fs::path pathFromUtf8(std::string_view text) {
+    return fs::path(utf16FromUtf8(text));
+}
+
+}  // namespace velor
