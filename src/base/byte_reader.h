@@ -1,5 +1,5 @@
-// A bounded cursor over bytes in memory. Reading past the end is a value, not a disaster: the read yields zero
-// and the cursor remembers that it ran short.
+// A bounded cursor over bytes in memory. Reading past the end is a value, not a disaster: the read yields
+// zero and the cursor remembers that it ran short.
 #pragma once
 
 #include <span>

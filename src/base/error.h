@@ -11,14 +11,16 @@ namespace velor {
 // report through their owner instead.
 extern std::string LastErrorText;
 
-// Stores `message` in LastErrorText and returns false, so that a failure reads `return fail("Out of memory");`.
+// Stores `message` in LastErrorText and returns false, so that a failure reads `return fail("Out of
+// memory");`.
 bool fail(std::string_view message);
 
 // printf-style formatting into a std::string of any length.
 #if defined(__GNUC__)
 __attribute__((format(printf, 1, 2)))
 #endif
-std::string formatText(const char* format, ...);
+std::string
+formatText(const char* format, ...);
 
 // The plural suffix of English messages: empty for one, "s" otherwise.
 inline const char* pluralSuffix(unsigned long long count) {

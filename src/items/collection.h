@@ -39,8 +39,8 @@ class Collection final : public Item {
     ~Collection() override;
 
     // Creates an item of a contained kind. With kFreshSerial it gets the next serial never used for its kind
-    // in this run of the application; an explicit serial is used as it is. nullptr when the kind is Collection
-    // or the id is taken.
+    // in this run of the application; an explicit serial is used as it is. nullptr when the kind is
+    // Collection or the id is taken.
     Item* create(ItemKind kind, std::uint32_t serial, std::string_view name);
     template <typename T>
     T* create(std::string_view name, std::uint32_t serial = kFreshSerial) {

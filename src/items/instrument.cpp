@@ -89,9 +89,9 @@ void Region::fixUp(FixUpLists& lists) {
 }
 
 std::string Region::summary(const NoteNaming& naming) const {
-    std::string text =
-        formatText("Region with key range: %s..%s, velocity range: %d..%d", noteName(keys.low, naming).c_str(),
-                   noteName(keys.high, naming).c_str(), velocities.low, velocities.high);
+    std::string text = formatText("Region with key range: %s..%s, velocity range: %d..%d",
+                                  noteName(keys.low, naming).c_str(), noteName(keys.high, naming).c_str(),
+                                  velocities.low, velocities.high);
     if (!playsSynthModel()) {
         text += formatText(", root key: %s%s", noteName(rootKey(), naming).c_str(),
                            overrides.has(RegionOverrides::RootKey) ? " (override)" : "");

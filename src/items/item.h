@@ -60,14 +60,17 @@ class Item {
 #if defined(__GNUC__)
     __attribute__((format(printf, 2, 3)))
 #endif
-    void setNameFormatted(const char* format, ...);
+    void
+    setNameFormatted(const char* format, ...);
 
     ItemLinks links;
 
   protected:
     Item(Collection& owner, ItemId id) : id_(id), owner_(&owner) {}
 
-    static std::size_t textSize(std::string_view text) { return 4 + text.size(); }
+    static std::size_t textSize(std::string_view text) {
+        return 4 + text.size();
+    }
     static void writeText(ByteWriter& to, std::string_view text);
     static bool readText(ByteReader& from, std::string& text);
     // Removes links that do not resolve in the owner or whose kind is not in `allowedKinds`.

@@ -28,7 +28,7 @@ SampleBuffer* SampleBuffer::create(std::uint32_t frames, std::uint8_t channels, 
     const std::size_t size = allocationSize(frames, channels);
     if (size == 0)
         return nullptr;
-    void* block = ::operator new(size, std::align_val_t{kAlignment}, std::nothrow);
+    void* block = ::operator new (size, std::align_val_t{kAlignment}, std::nothrow);
     if (!block)
         return nullptr;
     auto* frame0 = reinterpret_cast<float*>(static_cast<std::byte*>(block) + frame0Offset(channels));
@@ -40,7 +40,7 @@ SampleBuffer* SampleBuffer::create(std::uint32_t frames, std::uint8_t channels, 
 void SampleBuffer::release() noexcept {
     if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
         this->~SampleBuffer();
-        ::operator delete(static_cast<void*>(this), std::align_val_t{kAlignment});
+        ::operator delete (static_cast<void*>(this), std::align_val_t{kAlignment});
     }
 }
 

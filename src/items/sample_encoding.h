@@ -1,4 +1,5 @@
-// How samples are stored in files: the encodings a writer can choose from and the format codes a waveform shows.
+// How samples are stored in files: the encodings a writer can choose from and the format codes a waveform
+// shows.
 #pragma once
 
 #include <cstdint>
@@ -75,8 +76,8 @@ int bitRateOf(SampleFormat format);
 // A waveform's source format word: one bit 0-19 for the encoding and these layout flags.
 namespace source_format {
 inline constexpr std::uint32_t kEncodingMask = 0x000FFFFF;
-inline constexpr std::uint32_t kPlanar = 1u << 22;     // two channels as two blocks instead of interleaved
-inline constexpr std::uint32_t kUnsigned = 1u << 23;   // offset binary instead of two's complement
+inline constexpr std::uint32_t kPlanar = 1u << 22;    // two channels as two blocks instead of interleaved
+inline constexpr std::uint32_t kUnsigned = 1u << 23;  // offset binary instead of two's complement
 inline constexpr std::uint32_t kBigEndian = 1u << 24;
 
 // The position of the lowest set encoding bit; None when no bit is set.

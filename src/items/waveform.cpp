@@ -131,7 +131,8 @@ void Waveform::copyContentFrom(const Waveform& other) {
 }
 
 namespace {
-constexpr std::size_t kFixedPayload = 4 + 4 + 1 + 1 + 1 + 4 + 8 + 8 + 1 + 1 + 4 + 4 + 1 + 1 + 8 + 8 + 1 + 1 + 1;
+constexpr std::size_t kFixedPayload =
+    4 + 4 + 1 + 1 + 1 + 4 + 8 + 8 + 1 + 1 + 4 + 4 + 1 + 1 + 8 + 8 + 1 + 1 + 1;
 }
 
 std::size_t Waveform::serializedSize() const {
@@ -197,8 +198,7 @@ bool Waveform::deserialize(ByteReader& from) {
     for (auto& each : texts)
         complete = readText(from, each) && complete;
     const bool hasSamples = from.u8() != 0;
-    if (!complete || !from.ok() || channels < 1 || channels > 2 ||
-        static_cast<int>(format) >= kSampleFormats)
+    if (!complete || !from.ok() || channels < 1 || channels > 2 || static_cast<int>(format) >= kSampleFormats)
         return false;
     if (!hasSamples)
         return true;

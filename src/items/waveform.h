@@ -57,10 +57,10 @@ class Waveform final : public Item {
     std::uint8_t channels = 1;         // 1 or 2
     std::uint8_t bits = 16;            // as stored in the file
     SampleFormat format = SampleFormat::Pcm16;
-    std::uint32_t sourceFormat = 0;        // source format word, see source_format
-    std::uint64_t sourceOffset = 0;        // file position of the first sample byte
-    std::uint64_t secondBlockOffset = 0;   // planar stereo: where the second channel starts; 0 = right after
-    std::string sourceFile;                // UTF-8, for display
+    std::uint32_t sourceFormat = 0;       // source format word, see source_format
+    std::uint64_t sourceOffset = 0;       // file position of the first sample byte
+    std::uint64_t secondBlockOffset = 0;  // planar stereo: where the second channel starts; 0 = right after
+    std::string sourceFile;               // UTF-8, for display
 
     // --- Tuning and level ---
     std::uint8_t rootKey = 60;

@@ -24,7 +24,8 @@ std::string removeUnusedWaveforms(Collection& collection);
 // empty when there was none. Waveforms whose samples cannot be read stay.
 std::string splitStereoWaveforms(Collection& collection, UserInterface& ui);
 // Merges mono waveforms whose names differ only by a left/right ending and that agree in frames, rate, root
-// key, tuning and loop. "Done: Merged %d mono waveforms into %d stereo waveform%s"; empty when there was none.
+// key, tuning and loop. "Done: Merged %d mono waveforms into %d stereo waveform%s"; empty when there was
+// none.
 std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui);
 
 // Joins layers of one instrument whose key or velocity ranges do not overlap and whose articulation agrees.

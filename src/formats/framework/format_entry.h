@@ -19,17 +19,17 @@ struct OpenFile;
 using ReadOperation = bool (*)(Collection& collection, OpenFile& file, std::uint32_t variant);
 // Writes the item (or the collection). False with LastErrorText.
 using WriteOperation = bool (*)(Item& item, OpenFile& file, std::uint32_t variant);
-// Scores the first bytes of a file (at most 32 KiB of them; fileSize is the whole): 0 not this format, 2 weak,
-// 4 likely, 6 a full signature. Reads nothing but its arguments, allocates nothing.
+// Scores the first bytes of a file (at most 32 KiB of them; fileSize is the whole): 0 not this format, 2
+// weak, 4 likely, 6 a full signature. Reads nothing but its arguments, allocates nothing.
 using FormatProbe = int (*)(std::span<const Byte> head, std::uint32_t variant, std::uint64_t fileSize);
 // Enumerates a compressing writer's quality choices: index 0, 1, 2 … gives the value and its display text; a
 // negative value ends the list.
 using FormatOptions = float (*)(std::uint32_t index, std::uint32_t variant, std::string& text);
 
 namespace format_flags {
-inline constexpr std::uint32_t kEncodings = 0x000FFFFF;  // one bit per SampleEncoding
-inline constexpr std::uint32_t kMono = 1u << 20;         // mono waveforms are stored as mono
-inline constexpr std::uint32_t kStereo = 1u << 21;       // stereo waveforms are stored as stereo
+inline constexpr std::uint32_t kEncodings = 0x000FFFFF;    // one bit per SampleEncoding
+inline constexpr std::uint32_t kMono = 1u << 20;           // mono waveforms are stored as mono
+inline constexpr std::uint32_t kStereo = 1u << 21;         // stereo waveforms are stored as stereo
 inline constexpr std::uint32_t kStereoCapable = 1u << 25;  // keeps stereo samples though kStereo is clear
 }  // namespace format_flags
 

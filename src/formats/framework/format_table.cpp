@@ -56,12 +56,14 @@ int firstRow(Accept accept) {
 
 int findReaderByExtension(std::string_view fileName) {
     const std::string_view extension = extensionOf(fileName);
-    return firstRow([&](const FormatEntry& row) { return row.read && equalNoCase(row.extension, extension); });
+    return firstRow(
+        [&](const FormatEntry& row) { return row.read && equalNoCase(row.extension, extension); });
 }
 
 int findWriterByExtension(std::string_view fileName) {
     const std::string_view extension = extensionOf(fileName);
-    return firstRow([&](const FormatEntry& row) { return row.write && equalNoCase(row.extension, extension); });
+    return firstRow(
+        [&](const FormatEntry& row) { return row.write && equalNoCase(row.extension, extension); });
 }
 
 int findWriterForKinds(std::string_view extension, std::uint8_t kinds) {
@@ -132,8 +134,8 @@ int outputChannels(int row, const Item& item) {
 
 namespace {
 
-// How much an encoding can hold, for choosing the one that loses nothing or least: the bits of integer samples
-// it carries exactly, and whether it carries samples beyond full scale and fractions of a step.
+// How much an encoding can hold, for choosing the one that loses nothing or least: the bits of integer
+// samples it carries exactly, and whether it carries samples beyond full scale and fractions of a step.
 int resolution(SampleEncoding encoding) {
     switch (encoding) {
         case SampleEncoding::Pcm8:
@@ -162,7 +164,8 @@ int resolution(SampleEncoding encoding) {
     }
 }
 
-// What an undecoded waveform needs to be kept whole, in bits of linear samples. Lossy codecs decode to 16 bits.
+// What an undecoded waveform needs to be kept whole, in bits of linear samples. Lossy codecs decode to 16
+// bits.
 int neededBits(SampleEncoding stored, int bits) {
     switch (stored) {
         case SampleEncoding::MuLaw:
@@ -199,9 +202,9 @@ SampleEncoding chooseEncoding(std::uint32_t allowed, SampleEncoding stored, int 
     const bool isFloat = stored == SampleEncoding::Float32 || stored == SampleEncoding::Float64;
     // Plain encodings first: a float target for float data (no clipping), else the narrowest that holds all.
     static constexpr SampleEncoding kIntegerOrder[] = {
-        SampleEncoding::Pcm8,  SampleEncoding::DeltaPcm8, SampleEncoding::Pcm12,   SampleEncoding::Pcm16,
-        SampleEncoding::DeltaPcm16, SampleEncoding::Pcm20, SampleEncoding::Pcm24, SampleEncoding::Pcm32,
-        SampleEncoding::Float32, SampleEncoding::Float64};
+        SampleEncoding::Pcm8,       SampleEncoding::DeltaPcm8, SampleEncoding::Pcm12, SampleEncoding::Pcm16,
+        SampleEncoding::DeltaPcm16, SampleEncoding::Pcm20,     SampleEncoding::Pcm24, SampleEncoding::Pcm32,
+        SampleEncoding::Float32,    SampleEncoding::Float64};
     static constexpr SampleEncoding kFloatOrder[] = {SampleEncoding::Float32, SampleEncoding::Float64};
     if (isFloat) {
         for (const SampleEncoding each : kFloatOrder) {
@@ -215,11 +218,13 @@ SampleEncoding chooseEncoding(std::uint32_t allowed, SampleEncoding stored, int 
     }
     // Nothing holds all of it: the widest plain encoding, then the laws, then whatever else there is.
     for (const SampleEncoding each :
-         {SampleEncoding::Float64, SampleEncoding::Pcm32, SampleEncoding::Float32, SampleEncoding::Pcm24,
-          SampleEncoding::Pcm20, SampleEncoding::Pcm16, SampleEncoding::DeltaPcm16, SampleEncoding::MuLaw,
-          SampleEncoding::ALaw, SampleEncoding::Pcm12, SampleEncoding::Compressed, SampleEncoding::Pcm8,
-          SampleEncoding::DeltaPcm8, SampleEncoding::Adpcm5, SampleEncoding::Adpcm4, SampleEncoding::Adpcm3,
-          SampleEncoding::Adpcm2, SampleEncoding::Gsm, SampleEncoding::AsciiText, SampleEncoding::Midi}) {
+         {SampleEncoding::Float64,    SampleEncoding::Pcm32,      SampleEncoding::Float32,
+          SampleEncoding::Pcm24,      SampleEncoding::Pcm20,      SampleEncoding::Pcm16,
+          SampleEncoding::DeltaPcm16, SampleEncoding::MuLaw,      SampleEncoding::ALaw,
+          SampleEncoding::Pcm12,      SampleEncoding::Compressed, SampleEncoding::Pcm8,
+          SampleEncoding::DeltaPcm8,  SampleEncoding::Adpcm5,     SampleEncoding::Adpcm4,
+          SampleEncoding::Adpcm3,     SampleEncoding::Adpcm2,     SampleEncoding::Gsm,
+          SampleEncoding::AsciiText,  SampleEncoding::Midi}) {
         if (allowed & encodingBit(each))
             return each;
     }

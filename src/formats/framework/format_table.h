@@ -27,8 +27,8 @@ bool writerBuilt(int row);
 // True when the row uses the probe that accepts any content.
 bool usesGenericProbe(int row);
 
-// Matches an extension (no dot, any case) against a row's pattern: '?' takes any character and also the end of
-// the extension, '*' matches any rest.
+// Matches an extension (no dot, any case) against a row's pattern: '?' takes any character and also the end
+// of the extension, '*' matches any rest.
 bool matchExtension(std::string_view pattern, std::string_view extension);
 
 // Result of looking at a file's name and first bytes.
@@ -75,14 +75,15 @@ std::string_view rowExtension(int row);
 // 1 or 2: how many channels the waveforms of `item` would be written with; 0 when they differ.
 int outputChannels(int row, const Item& item);
 int outputChannels(std::uint32_t flags, int channels);
-// The encoding the waveforms of `item` would be written with, and its display name. None and "Mixed" when they
-// differ. `quality` is the chosen compression value for rows that compress.
+// The encoding the waveforms of `item` would be written with, and its display name. None and "Mixed" when
+// they differ. `quality` is the chosen compression value for rows that compress.
 SampleEncoding outputEncoding(int row, const Item& item, std::string& text, double quality = -1);
 // The encoding chosen for one waveform out of a set of allowed ones: its own when allowed, else the narrowest
 // that loses nothing, else the one that loses least. None when the set is empty.
 SampleEncoding chooseEncoding(std::uint32_t allowed, SampleEncoding stored, int bits);
 
-// The next row at or after `cursor` with a read (write) operation, moving the cursor behind it; -1 at the end.
+// The next row at or after `cursor` with a read (write) operation, moving the cursor behind it; -1 at the
+// end.
 int nextReader(int& cursor);
 int nextWriter(int& cursor);
 

@@ -34,10 +34,12 @@ extern bool PipelineBusy;
 // sure. Changes the current folder to the file's folder, so relative companion names resolve. A file that
 // cannot be opened, is empty ("File is of zero size") or is not recognised leaves the collection untouched; a
 // reader that fails leaves it empty and named "Empty collection". False with LastErrorText.
-bool openFile(Collection& collection, const std::filesystem::path& path, bool force, PipelineServices& services);
+bool openFile(Collection& collection, const std::filesystem::path& path, bool force,
+              PipelineServices& services);
 
 // The same with a row given by the caller instead of identification.
-bool openFileAs(Collection& collection, const std::filesystem::path& path, int row, PipelineServices& services);
+bool openFileAs(Collection& collection, const std::filesystem::path& path, int row,
+                PipelineServices& services);
 
 // Reads a file into a collection of its own and merges that into the given one. Removes duplicate waveforms
 // afterwards when the options say so and the file was more than a single waveform. False with LastErrorText;
@@ -47,9 +49,9 @@ bool mergeFile(Collection& collection, const std::filesystem::path& path, Pipeli
 int mergeFiles(Collection& collection, const std::vector<std::filesystem::path>& paths,
                PipelineServices& services);
 
-// Writes an item through a row: a waveform, an instrument, a song, the collection; a region, layer or synthesis
-// model as its instrument, a track as its song. An existing file is replaced only by a complete new one. An
-// empty path or "-" writes to the standard output. False with LastErrorText.
+// Writes an item through a row: a waveform, an instrument, a song, the collection; a region, layer or
+// synthesis model as its instrument, a track as its song. An existing file is replaced only by a complete new
+// one. An empty path or "-" writes to the standard output. False with LastErrorText.
 bool saveItem(Item* item, int row, const std::filesystem::path& path, PipelineServices& services,
               const SaveOptions& choices = {});
 

@@ -30,11 +30,12 @@ std::uint64_t storedSize(SampleEncoding encoding, std::uint64_t samples);
 // Decodes to.size() samples from `from`, which holds at least storedSize() bytes. Full scale is 1.0: integers
 // are divided by 2^(bits-1). Packed 12-bit: two samples in three bytes, as one 24-bit word of the given order
 // whose low half is the first sample (little-endian) or whose high half is (big-endian); packed 20-bit alike,
-// two samples in five bytes. Delta encodings start from 0 and are summed over the whole span, so they are
-// decoded in one call per channel.
+// two samples in five bytes. Delta encodings are one running sum over all samples as they lie in the file
+// from 0, so a block is decoded in one call.
 void decodeSamples(const SampleLayout& layout, std::span<const Byte> from, std::span<float> to);
 
-// The inverse: rounds half away from zero and clips to full scale; NaN becomes 0. `to` holds storedSize() bytes.
+// The inverse: rounds half away from zero and clips to full scale; NaN becomes 0. `to` holds storedSize()
+// bytes.
 void encodeSamples(const SampleLayout& layout, std::span<const float> from, std::span<Byte> to);
 
 // G.711 expansion of one code to a 16-bit value, and compression of one 16-bit value (ITU-T G.711).

@@ -40,8 +40,8 @@ std::size_t File::readSome(std::uint64_t offset, std::span<Byte> to) const {
     std::size_t done = 0;
     while (done < to.size() && offset + done < size_) {
         const std::size_t piece = std::min(to.size() - done, kFilePiece);
-        const ssize_t got = ::pread(static_cast<int>(handle_), to.data() + done, piece,
-                                    static_cast<off_t>(offset + done));
+        const ssize_t got =
+            ::pread(static_cast<int>(handle_), to.data() + done, piece, static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
@@ -78,8 +78,7 @@ std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
             file->temporary_ = file->target_;
             file->temporary_ +=
                 ".part" + std::to_string(::getpid()) + "-" + std::to_string(serial.fetch_add(1));
-            file->handle_ =
-                ::open(file->temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            file->handle_ = ::open(file->temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (file->handle_ < 0 && errno != EEXIST)
                 break;
         }
