@@ -1,7 +1,9 @@
 #include "platform/file.h"
 
 #define WIN32_LEAN_AND_MEAN
+#ifndef NOMINMAX  // MinGW's C++ library has it already
 #define NOMINMAX
+#endif
 #include <windows.h>
 
 #include <algorithm>
