@@ -1,14 +1,11 @@
 #include "platform/file.h"
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
-#include <windows.h>
-
 #include <algorithm>
 #include <atomic>
 
 #include "base/error.h"
 #include "base/text.h"
+#include "platform/win32/windows_header.h"
 
 namespace velor {
 
