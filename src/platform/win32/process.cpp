@@ -156,7 +156,7 @@ class PipeReader {
     void finish() {
         if (!thread_.joinable())
             return;
-        if (::WaitForSingleObject(handle_.get(), 1000) == WAIT_TIMEOUT)
+        if (::WaitForSingleObject(handle_.get(), 500) == WAIT_TIMEOUT)
             while (::WaitForSingleObject(handle_.get(), 20) == WAIT_TIMEOUT)
                 ::CancelSynchronousIo(handle_.get());
         thread_.join();
