@@ -1,16 +1,11 @@
 #include "platform/file.h"
 
-#define WIN32_LEAN_AND_MEAN
-#ifndef NOMINMAX  // MinGW's C++ library has it already
-#define NOMINMAX
-#endif
-#include <windows.h>
-
 #include <algorithm>
 #include <atomic>
 
 #include "base/error.h"
 #include "base/text.h"
+#include "platform/win32/windows_header.h"
 
 namespace velor {
 
@@ -32,8 +27,9 @@ OVERLAPPED at(std::uint64_t offset) {
 }  // namespace
 
 std::shared_ptr<File> File::open(const fs::path& path) {
-    const HANDLE handle = ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE handle =
+        ::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                      FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER size{};
     if (handle == INVALID_HANDLE_VALUE) {
         fail("Could not open file");
@@ -80,8 +76,8 @@ std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
     HANDLE handle = INVALID_HANDLE_VALUE;
     for (int attempt = 0; attempt < 100 && handle == INVALID_HANDLE_VALUE; ++attempt) {
         file->temporary_ = path;
-        file->temporary_ +=
-            L".part" + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(serial.fetch_add(1));
+        file->temporary_ += L".part" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
+                            std::to_wstring(serial.fetch_add(1));
         handle = ::CreateFileW(file->temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                FILE_ATTRIBUTE_NORMAL, nullptr);
         if (handle == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_EXISTS)
