@@ -47,21 +47,10 @@ File::~File() {
         ::CloseHandle(asHandle(handle_));
 }
 
-std::size_t File::readSome(std::uint64_t offset, std::span<Byte> to) const {
-    std::size_t done = 0;
-    while (done < to.size() && offset + done < size_) {
-        OVERLAPPED place = at(offset + done);
-        DWORD got = 0;
-        const auto piece = static_cast<DWORD>(std::min(to.size() - done, kFilePiece));
-        if (!::ReadFile(asHandle(handle_), to.data() + done, piece, &got, &place) || got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
-
-bool File::read(std::uint64_t offset, std::span<Byte> to) const {
-    return readSome(offset, to) == to.size() || fail(kReadFailed);
+std::size_t File::readPiece(std::uint64_t offset, std::span<Byte> to) const {
+    OVERLAPPED place = at(offset);
+    DWORD got = 0;
+    return ::ReadFile(asHandle(handle_), to.data(), static_cast<DWORD>(to.size()), &got, &place) ? got : 0;
 }
 
 std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
