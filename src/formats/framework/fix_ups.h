@@ -11,10 +11,13 @@ namespace velor {
 // While another item of the same kind has the item's name (without regard to case): counts a trailing number
 // up, or appends " 1" when there is none or the name ends like a note name (C#4, G3).
 void makeNameUnique(Item& item);
+// The same for all items of a kind; the first of each name keeps it.
+void makeNamesUnique(Collection& collection, ItemKind kind);
 
 // "Done: Deleted %d duplicate waveform%s (%dK samples freed)" or "Done: No duplicate waveforms found".
-// Waveforms are duplicates when rate, channels, loop and all samples agree bit for bit; regions that used a
-// later one use the first. Waveforms whose samples cannot be read are left alone.
+// Waveforms are duplicates when their samples agree bit for bit, at the same rate; regions that used a later
+// one use the first, with overrides where its root key, tuning or loop differ, so nothing sounds different.
+// Waveforms that differ in what a region cannot override, or whose samples cannot be read, are left alone.
 std::string removeDuplicateWaveforms(Collection& collection, UserInterface& ui);
 // "Done: Deleted %d unused waveform%s (%dK samples freed)" or "No unused waveforms found".
 std::string removeUnusedWaveforms(Collection& collection);
@@ -28,12 +31,13 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui);
 // none.
 std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui);
 
-// Joins layers of one instrument whose key or velocity ranges do not overlap and whose articulation agrees.
-// "Merged %d layer%s."; empty when there was none.
+// Joins layers of one instrument that never answer to the same key and velocity and whose articulation
+// agrees. "Merged %d layer%s."; empty when there was none.
 std::string compactLayers(Collection& collection, Instrument& instrument);
 std::string compactAllLayers(Collection& collection);
 
-// Clears the articulation levels; both do nothing while no articulation parameters are moved between levels.
+// Move articulation settings and region trigger settings between the levels of instruments. Both change
+// nothing in this build.
 void moveArticulation(Collection& collection);
 void moveTriggerParameters(Collection& collection, Layer& layer);
 

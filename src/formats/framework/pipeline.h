@@ -58,6 +58,12 @@ bool saveItem(Item* item, int row, const std::filesystem::path& path, PipelineSe
 // The item that save() would write for a selected one; nullptr when there is none.
 Item* itemToWrite(Item& selected);
 
+// What a writer stores one waveform as under the options in force: the chosen encoding when the row allows
+// it, else the row's best choice for the waveform (None when there is none); 1 or 2 channels (0: not
+// possible).
+SampleEncoding encodingFor(const SaveOptions& save, const Waveform& waveform);
+int channelsFor(const SaveOptions& save, int channels);
+
 // Brings freshly read or edited items into order; with `applyLoadOptions` also everything the load options
 // ask for. `kinds` has one bit per ItemKind.
 bool fixUpCollection(Collection& collection, std::uint8_t kinds, bool applyLoadOptions,

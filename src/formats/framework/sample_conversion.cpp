@@ -59,13 +59,12 @@ Byte linearToMuLaw(std::int16_t value) {
 
 Byte linearToALaw(std::int16_t value) {
     const unsigned sign = value >= 0 ? 0x80 : 0;
-    const int magnitude = value >= 0 ? value >> 4 : (~value) >> 4;  // 12-bit magnitude
-    unsigned code;
-    if (magnitude < 32) {
-        code = static_cast<unsigned>(magnitude >> 1);
-    } else {
-        const int segment = std::bit_width(static_cast<unsigned>(magnitude)) - 5;
-        code = static_cast<unsigned>(segment << 4) | (static_cast<unsigned>(magnitude >> segment) & 0x0Fu);
+    const int magnitude = value >= 0 ? value >> 4 : (~value) >> 4;  // 11-bit magnitude, 0..2047
+    unsigned code = static_cast<unsigned>(magnitude);               // the first two segments are linear
+    if (magnitude >= 32) {
+        const int segment = std::bit_width(static_cast<unsigned>(magnitude)) - 4;
+        code =
+            static_cast<unsigned>(segment << 4) | (static_cast<unsigned>(magnitude >> (segment - 1)) & 0x0Fu);
     }
     return static_cast<Byte>((sign | code) ^ 0x55u);
 }
