@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/printf_format.h"
+
 namespace velor {
 
 // The last failure's message. Every fallible operation stores its message here and returns false (or a
@@ -16,11 +18,8 @@ extern std::string LastErrorText;
 bool fail(std::string_view message);
 
 // printf-style formatting into a std::string of any length.
-#if defined(__GNUC__)
-__attribute__((format(printf, 1, 2)))
-#endif
-std::string
-formatText(const char* format, ...);
+VELOR_PRINTF_FORMAT(1, 2)
+std::string formatText(const char* format, ...);
 
 // The plural suffix of English messages: empty for one, "s" otherwise.
 inline const char* pluralSuffix(unsigned long long count) {

@@ -7,6 +7,7 @@
 
 #include "base/byte_reader.h"
 #include "base/byte_writer.h"
+#include "base/printf_format.h"
 #include "items/item_id.h"
 #include "items/item_links.h"
 
@@ -57,11 +58,8 @@ class Item {
     // The one-line description that the status bar shows.
     virtual std::string summary(const NoteNaming& naming) const = 0;
 
-#if defined(__GNUC__)
-    __attribute__((format(printf, 2, 3)))
-#endif
-    void
-    setNameFormatted(const char* format, ...);
+    VELOR_PRINTF_FORMAT(2, 3)
+    void setNameFormatted(const char* format, ...);
 
     ItemLinks links;
 
