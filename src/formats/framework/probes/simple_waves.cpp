@@ -49,15 +49,6 @@ int hcom(Head head, std::uint32_t, std::uint64_t) {
     return certainIfSane(has(head, 0, "HCOM"), mode <= 1 && divider >= 1 && divider <= 4);
 }
 
-int paris(Head head, std::uint32_t, std::uint64_t) {
-    const bool big = has(head, 0, " paf");
-    if (!big && !has(head, 0, "fap "))
-        return kNo;
-    const ByteOrder order = big ? ByteOrder::Big : ByteOrder::Little;
-    const bool sane = at<std::uint32_t>(head, 4, order) == 0 && at<std::uint32_t>(head, 8, order) <= 1;
-    return certainIfSane(true, sane);
-}
-
 int nistSphere(Head head, std::uint32_t, std::uint64_t) {
     return certainIf(has(head, 0, "NIST_1A\n"));
 }
@@ -119,11 +110,6 @@ int shorten(Head head, std::uint32_t, std::uint64_t) {
     return certainIfSane(has(head, 0, "ajkg"), u8(head, 4) <= 3);
 }
 
-int ncw(Head head, std::uint32_t, std::uint64_t) {
-    const std::uint32_t version = le32(head, 4);
-    return certainIfSane(has(head, 0, "\x01\xA8\x9E\xD6"), version == 0x130 || version == 0x131);
-}
-
 int mus10(Head head, std::uint32_t, std::uint64_t) {
     return has(head, 0, "\xAA\xAA\xAA\xAA") ? kLikely : kNo;
 }
@@ -171,39 +157,6 @@ int textAudio(Head head, std::uint32_t, std::uint64_t) {
     return certainIf(has(head, 0, "%//\n") || has(head, 0, "%//\r"));
 }
 
-int sampleVision(Head head, std::uint32_t, std::uint64_t) {
-    return certainIf(has(head, 0, "SOUND SAMPLE DATA "));
-}
-
-int soundDesigner1(Head head, std::uint32_t, std::uint64_t fileSize) {
-    constexpr std::uint16_t kHeaderBytes = 1336;
-    if (be16(head, 0) != kHeaderBytes || fileSize < kHeaderBytes)
-        return kNo;
-    const std::uint32_t rate = be32(head, 1020);
-    const unsigned bits = be16(head, 1028);
-    return rate >= 1000 && rate <= 200000 && (bits == 8 || bits == 16) ? kCertain : kWeak;
-}
-
-int soundDesigner2Flat(Head head, std::uint32_t, std::uint64_t) {
-    // MacBinary keeps the file type at a fixed place.
-    if (has(head, 65, "Sd2f") && u8(head, 0) == 0 && u8(head, 1) >= 1 && u8(head, 1) <= 63)
-        return kCertain;
-    // AppleSingle and AppleDouble (RFC 1740) list their parts; the type begins the Finder information.
-    constexpr std::uint32_t kAppleSingle = 0x00051600;
-    constexpr std::uint32_t kAppleDouble = 0x00051607;
-    constexpr std::uint32_t kFinderInformation = 9;
-    const std::uint32_t magic = be32(head, 0);
-    if (magic != kAppleSingle && magic != kAppleDouble)
-        return kNo;
-    const std::size_t parts = std::min<std::size_t>(be16(head, 24), 16);
-    for (std::size_t i = 0; i < parts; ++i) {
-        const std::size_t part = 26 + 12 * i;
-        if (be32(head, part) == kFinderInformation)
-            return certainIf(has(head, be32(head, part + 4), "Sd2f"));
-    }
-    return kNo;
-}
-
 int rawGsmFrames(Head head, std::uint32_t, std::uint64_t fileSize) {
     constexpr std::size_t kFrame = 33;
     constexpr std::size_t kFewest = 4;
@@ -232,25 +185,6 @@ int usrGsmFrames(Head head, std::uint32_t, std::uint64_t) {
     if (frames >= 2)
         return kCertain;
     return frames == 1 && head.size() < 2 * kFrame ? kLikely : kNo;
-}
-
-int okiRom(Head head, std::uint32_t, std::uint64_t fileSize) {
-    // A table of 111 words of 4 bytes: the 21-bit address of the phrase, 0 when the word is not used, and a
-    // byte without meaning. The phrases follow the table.
-    constexpr std::size_t kWords = 111;
-    constexpr std::uint64_t kLargestRom = 2u << 20;
-    if (head.size() < kWords * 4 || fileSize > kLargestRom)
-        return kNo;
-    int used = 0;
-    for (std::size_t i = 0; i < kWords; ++i) {
-        const std::uint32_t address = be32(head, i * 4) >> 8;
-        if (address == 0)
-            continue;
-        if (address < kWords * 4 || address >= fileSize)
-            return kNo;
-        ++used;
-    }
-    return used > 0 ? kWeak : kNo;
 }
 
 }  // namespace velor::probe

@@ -10,7 +10,6 @@ Probe ircam;  // also the BICSF form with an au header in front
 Probe caf;
 Probe creativeVoice;
 Probe hcom;
-Probe paris;  // .paf
 Probe nistSphere;
 Probe esps;
 Probe avr;
@@ -22,15 +21,10 @@ Probe covox;
 Probe psion;
 Probe nomad;  // .nvf
 Probe shorten;
-Probe ncw;
 Probe mus10;
 Probe matlab;  // levels 4 and 5
 Probe textAudio;
-Probe sampleVision;
-Probe soundDesigner1;
-Probe soundDesigner2Flat;  // a Macintosh file with both forks in one
-Probe rawGsmFrames;        // GSM 06.10 frames of 33 bytes, each with the magic nibble
-Probe usrGsmFrames;        // frames of 38 bytes with the modem's marks around the GSM frame
-Probe okiRom;              // a ROM image of the MSM6376: a table of word addresses
+Probe rawGsmFrames;  // GSM 06.10 frames of 33 bytes, each with the magic nibble
+Probe usrGsmFrames;  // frames of 38 bytes with the modem's marks around the GSM frame
 
 }  // namespace velor::probe

@@ -44,9 +44,5 @@ Probe disorderTracker2;
 Probe disorderTracker2Sample;
 Probe protrackerStudio;
 Probe mikModUnimod;
-// Packages of the Unreal engine. The first two look for the kind of object in the package's names.
-Probe unrealMusic;
-Probe unrealSounds;
-Probe unrealAsset;
 
 }  // namespace velor::probe
