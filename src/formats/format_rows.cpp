@@ -3,6 +3,10 @@
 // One row is one line: extension, description, reader, writer, probe, item kinds, flags, variant, options.
 #include <array>
 
+#include "formats/core/aiff_reader.h"
+#include "formats/core/aiff_writer.h"
+#include "formats/core/wave_reader.h"
+#include "formats/core/wave_writer.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/raw_codec.h"
 
@@ -31,10 +35,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 11 */ {"aac", "MPEG 4 AAC - Low Complexity", nullptr, writeNotBuilt, nullptr, 1, 0, 0},
     /* 12 */ {"aac", "MPEG 4 AAC - Main Profile", nullptr, writeNotBuilt, nullptr, 1, 0, 0},
     /* 13 */ {"ads", "PlayStation 2 sound", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 14 */ {"afc", "Compressed AIFF", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 15 */ {"aif", "Audio interchange", readNotBuilt, writeNotBuilt, probeNone, 1, 0x300035, 0},
-    /* 16 */ {"aiff", "Audio interchange", readNotBuilt, writeNotBuilt, probeNone, 1, 0x300035, 0},
-    /* 17 */ {"aifc", "Compressed AIFF", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 14 */ {"afc", "Compressed AIFF", readAiff, nullptr, probeNone, 1, 0, 0},
+    /* 15 */ {"aif", "Audio interchange", readAiff, writeAiff, probeNone, 1, 0x300035, 0},
+    /* 16 */ {"aiff", "Audio interchange", readAiff, writeAiff, probeNone, 1, 0x300035, 0},
+    /* 17 */ {"aifc", "Compressed AIFF", readAiff, nullptr, probeNone, 1, 0, 0},
     /* 18 */ {"ais", "Velvet Studio instrument", readNotBuilt, nullptr, probeNone, 16, 0, 0},
     /* 19 */ {"akai", "AKAI S-series disk image", readNotBuilt, nullptr, probeNone, 17, 0, 0},
     /* 20 */ {"akp", "AKAI S5000 program", readNotBuilt, writeNotBuilt, probeNone, 16, 0, 0},
@@ -57,7 +61,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 37 */ {"bnk", "AdLib bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 38 */ {"bnk", "Yamaha DX100/DX21/DX27 voice SysEx", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 39 */ {"bnk", "Yamaha DX11/TX81z voice SysEx", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 40 */ {"bwf", "Broadcast wave", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 40 */ {"bwf", "Broadcast wave", readWave, nullptr, probeNone, 1, 0, 0},
     /* 41 */ {"c01", "Typhoon wave", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 42 */ {"caf", "Apple CoreAudio", readNotBuilt, writeNotBuilt, probeNone, 1, 0, 0},
     /* 43 */ {"caff", "Apple CoreAudio", readNotBuilt, nullptr, probeNone, 1, 0, 0},
@@ -245,7 +249,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 225 */ {"map", "NI Reaktor - Embedded", nullptr, writeNotBuilt, nullptr, 16, 0, 0},
     /* 226 */ {"map", "NI Reaktor - Linked", nullptr, writeNotBuilt, nullptr, 16, 0, 0},
     /* 227 */ {"mat", "Matlab binary vars", readNotBuilt, writeNotBuilt, probeNone, 129, 0, 0},
-    /* 228 */ {"maud", "MAUD sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 228 */ {"maud", "MAUD sample", readAiff, nullptr, probeNone, 1, 0, 0},
     /* 229 */ {"mdl", "Digitrakker module", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 230 */ {"med", "OctaMED module", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 231 */ {"mid", "Standard MIDI", readNotBuilt, writeNotBuilt, probeNone, 96, 0, 0},
@@ -353,7 +357,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 333 */ {"ptm", "Poly Tracker module", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 334 */ {"raw", "Signed 8-bit PCM", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, 0, 22050)},
     /* 335 */ {"raw", "Rdos Raw OPL capture", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 336 */ {"rif", "Rockwell ADPCM (HotFax/Quicklink)", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 336 */ {"rif", "Rockwell ADPCM (HotFax/Quicklink)", readWave, nullptr, probeNone, 1, 0, 0},
     /* 337 */ {"rol", "AdLib Visual Composer song", readNotBuilt, nullptr, probeNone, 64, 0, 0},
     /* 338 */ {"rom", "Roland D-50 PCM ROM", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 339 */ {"rom", "Roland MT-32 PCM ROM", readNotBuilt, nullptr, probeNone, 1, 0, 0},
@@ -391,7 +395,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 371 */ {"sdk", "Roland S-5xx disk image", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 372 */ {"sdk", "Roland S-7xx disk image", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 373 */ {"sds", "MIDI SDS", readNotBuilt, writeNotBuilt, probeNone, 1, 0, 0},
-    /* 374 */ {"sds", "SmartSound SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 374 */ {"sds", "SmartSound SDS", readWave, nullptr, probeNone, 1, 0, 0},
     /* 375 */ {"sdw", "Signed dwords (32-bit)", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm32, 0, 44100)},
     /* 376 */ {"seq", "PlayStation music", readNotBuilt, writeNotBuilt, probeNone, 96, 0, 0},
     /* 377 */ {"sdx", "SDX compact MIDI SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
@@ -495,8 +499,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 475 */ {"w7w", "Yamaha Motif ES waves", readNotBuilt, writeNotBuilt, probeNone, 145, 0, 0},
     /* 476 */ {"w8v", "Yamaha Motif ES data", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 477 */ {"w64", "Wave-64", readNotBuilt, writeNotBuilt, probeNone, 1, 0x300375, 0},
-    /* 478 */ {"wav", "Microsoft wave", readNotBuilt, writeNotBuilt, probeNone, 1, 0x327F75, 0},
-    /* 479 */ {"wav", "Broadcast wave", readNotBuilt, nullptr, probeNone, 1, 0, 0},
+    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probeNone, 1, 0x327F75, 0},
+    /* 479 */ {"wav", "Broadcast wave", readWave, nullptr, probeNone, 1, 0, 0},
     /* 480 */ {"wa!", "GigaStudio compr wave", readNotBuilt, writeNotBuilt, probeNone, 1, 0, 0},
     /* 481 */ {"wfb", "TB WaveFront bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 482 */ {"wfd", "TB WaveFront drums", readNotBuilt, nullptr, probeNone, 128, 0, 0},
