@@ -5,6 +5,9 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/byte_order.h"
 
@@ -16,6 +19,8 @@ class File {
   public:
     // nullptr with "Could not open file" (also for folders).
     static std::shared_ptr<File> open(const std::filesystem::path& path);
+    // A file that lives in memory, for data that come from a pipe, the clipboard or inside another file.
+    static std::shared_ptr<File> fromBytes(std::vector<Byte> bytes, const std::filesystem::path& name);
 
     ~File();
     File(const File&) = delete;
@@ -31,10 +36,13 @@ class File {
 
   private:
     File() = default;
+    // One read from the system, of at most kFilePiece bytes; 0 at the end or on failure.
+    std::size_t readPiece(std::uint64_t offset, std::span<Byte> to) const;
 
-    std::intptr_t handle_ = -1;
+    std::intptr_t handle_ = -1;  // -1: in memory
     std::uint64_t size_ = 0;
     std::filesystem::path path_;
+    std::vector<Byte> memory_;
 };
 
 // A file being written. It grows under a temporary name in the folder of its target and takes the target's

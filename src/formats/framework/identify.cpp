@@ -3,6 +3,7 @@
 
 #include "base/text.h"
 #include "formats/framework/format_table.h"
+#include "platform/file_types.h"
 
 namespace velor {
 
@@ -93,6 +94,18 @@ std::vector<IdentificationCandidate> explainIdentification(std::string_view file
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const auto& a, const auto& b) { return a.score > b.score; });
     return candidates;
+}
+
+std::string fileTypeText(const std::filesystem::path& name) {
+    const auto file = File::open(name);
+    const Identification found = file ? IdentifyFile(name, *file) : Identification{};
+    if (found.confidence <= 0) {
+        // Not sure: the system's own name for the extension is the better guess.
+        const std::string fileName = utf8FromPath(name.filename());
+        if (const auto registered = registeredFileType(extensionOf(fileName)))
+            return *registered;
+    }
+    return found.row < 0 ? "Unknown file type" : std::string(rowDescription(found.row));
 }
 
 }  // namespace velor

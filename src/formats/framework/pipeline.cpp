@@ -66,14 +66,9 @@ bool readWith(Collection& collection, const std::shared_ptr<File>& input, const 
     return fixUpCollection(collection, kAllKinds, true, services);
 }
 
-std::shared_ptr<File> openInput(const fs::path& path) {
+std::shared_ptr<File> openInFolder(const fs::path& path) {
     enterFolderOf(path);
-    auto file = File::open(path);
-    if (file && file->size() == 0) {
-        fail("File is of zero size");
-        return nullptr;
-    }
-    return file;
+    return File::open(path);
 }
 
 fs::path absolutePath(const fs::path& path) {
@@ -84,11 +79,10 @@ fs::path absolutePath(const fs::path& path) {
 
 }  // namespace
 
-bool openFile(Collection& collection, const fs::path& name, bool force, PipelineServices& services) {
-    const fs::path path = absolutePath(name);
-    const auto input = openInput(path);
-    if (!input)
-        return false;
+bool openInput(Collection& collection, const std::shared_ptr<File>& input, const fs::path& path, bool force,
+               PipelineServices& services) {
+    if (input->size() == 0)
+        return fail("File is of zero size");
     const Identification found = IdentifyFile(path, *input);
     if (found.row < 0)
         return fail("Not a supported import file type");
@@ -97,10 +91,20 @@ bool openFile(Collection& collection, const fs::path& name, bool force, Pipeline
     return readWith(collection, input, path, found.row, services);
 }
 
+bool openFile(Collection& collection, const fs::path& name, bool force, PipelineServices& services) {
+    const fs::path path = absolutePath(name);
+    const auto input = openInFolder(path);
+    return input && openInput(collection, input, path, force, services);
+}
+
 bool openFileAs(Collection& collection, const fs::path& name, int row, PipelineServices& services) {
     const fs::path path = absolutePath(name);
-    const auto input = openInput(path);
-    return input && readWith(collection, input, path, row, services);
+    const auto input = openInFolder(path);
+    if (!input)
+        return false;
+    if (input->size() == 0)
+        return fail("File is of zero size");
+    return readWith(collection, input, path, row, services);
 }
 
 bool mergeFile(Collection& collection, const fs::path& path, PipelineServices& services) {

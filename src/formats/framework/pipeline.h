@@ -37,6 +37,11 @@ extern bool PipelineBusy;
 bool openFile(Collection& collection, const std::filesystem::path& path, bool force,
               PipelineServices& services);
 
+// The same for a file that is open already, for example in memory; `path` says what it is called. Leaves the
+// current folder alone.
+bool openInput(Collection& collection, const std::shared_ptr<File>& input, const std::filesystem::path& path,
+               bool force, PipelineServices& services);
+
 // The same with a row given by the caller instead of identification.
 bool openFileAs(Collection& collection, const std::filesystem::path& path, int row,
                 PipelineServices& services);

@@ -36,23 +36,15 @@ File::~File() {
         ::close(static_cast<int>(handle_));
 }
 
-std::size_t File::readSome(std::uint64_t offset, std::span<Byte> to) const {
-    std::size_t done = 0;
-    while (done < to.size() && offset + done < size_) {
-        const std::size_t piece = std::min(to.size() - done, kFilePiece);
+std::size_t File::readPiece(std::uint64_t offset, std::span<Byte> to) const {
+    for (;;) {
         const ssize_t got =
-            ::pread(static_cast<int>(handle_), to.data() + done, piece, static_cast<off_t>(offset + done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        done += static_cast<std::size_t>(got);
+            ::pread(static_cast<int>(handle_), to.data(), to.size(), static_cast<off_t>(offset));
+        if (got >= 0)
+            return static_cast<std::size_t>(got);
+        if (errno != EINTR)
+            return 0;
     }
-    return done;
-}
-
-bool File::read(std::uint64_t offset, std::span<Byte> to) const {
-    return readSome(offset, to) == to.size() || fail(kReadFailed);
 }
 
 std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {

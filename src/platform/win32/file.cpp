@@ -24,6 +24,35 @@ OVERLAPPED at(std::uint64_t offset) {
     return place;
 }
 
+// A name beside `path` that nobody else uses.
+fs::path besideName(const fs::path& path, const wchar_t* word) {
+    static std::atomic<unsigned> serial{0};
+    fs::path name = path;
+    name += word + std::to_wstring(::GetCurrentProcessId()) + L"-" + std::to_wstring(serial.fetch_add(1));
+    return name;
+}
+
+// Gives a finished file its name. Windows does not replace a file that somebody reads, and waveforms keep the
+// file they came from open; but File::open() lets it be renamed, so the old one steps aside and goes away when
+// its last reader does.
+bool moveOver(const fs::path& from, const fs::path& to) {
+    if (::MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING))
+        return true;
+    const DWORD attributes = ::GetFileAttributesW(to.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES ||
+        (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)))
+        return false;
+    const fs::path aside = besideName(to, L".old");
+    if (!::MoveFileExW(to.c_str(), aside.c_str(), 0))
+        return false;
+    if (!::MoveFileExW(from.c_str(), to.c_str(), 0)) {
+        ::MoveFileExW(aside.c_str(), to.c_str(), 0);
+        return false;
+    }
+    ::DeleteFileW(aside.c_str());
+    return true;
+}
+
 }  // namespace
 
 std::shared_ptr<File> File::open(const fs::path& path) {
@@ -47,21 +76,10 @@ File::~File() {
         ::CloseHandle(asHandle(handle_));
 }
 
-std::size_t File::readSome(std::uint64_t offset, std::span<Byte> to) const {
-    std::size_t done = 0;
-    while (done < to.size() && offset + done < size_) {
-        OVERLAPPED place = at(offset + done);
-        DWORD got = 0;
-        const auto piece = static_cast<DWORD>(std::min(to.size() - done, kFilePiece));
-        if (!::ReadFile(asHandle(handle_), to.data() + done, piece, &got, &place) || got == 0)
-            break;
-        done += got;
-    }
-    return done;
-}
-
-bool File::read(std::uint64_t offset, std::span<Byte> to) const {
-    return readSome(offset, to) == to.size() || fail(kReadFailed);
+std::size_t File::readPiece(std::uint64_t offset, std::span<Byte> to) const {
+    OVERLAPPED place = at(offset);
+    DWORD got = 0;
+    return ::ReadFile(asHandle(handle_), to.data(), static_cast<DWORD>(to.size()), &got, &place) ? got : 0;
 }
 
 std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
@@ -72,12 +90,9 @@ std::unique_ptr<OutputFile> OutputFile::create(const fs::path& path) {
         fail("Could not create file");
         return nullptr;
     }
-    static std::atomic<unsigned> serial{0};
     HANDLE handle = INVALID_HANDLE_VALUE;
     for (int attempt = 0; attempt < 100 && handle == INVALID_HANDLE_VALUE; ++attempt) {
-        file->temporary_ = path;
-        file->temporary_ += L".part" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
-                            std::to_wstring(serial.fetch_add(1));
+        file->temporary_ = besideName(path, L".part");
         handle = ::CreateFileW(file->temporary_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                FILE_ATTRIBUTE_NORMAL, nullptr);
         if (handle == INVALID_HANDLE_VALUE && ::GetLastError() != ERROR_FILE_EXISTS)
@@ -145,7 +160,7 @@ bool OutputFile::commit() {
     if (!closed)
         return fail(kWriteFailed);
     if (!temporary_.empty()) {
-        if (!::MoveFileExW(temporary_.c_str(), target_.c_str(), MOVEFILE_REPLACE_EXISTING))
+        if (!moveOver(temporary_, target_))
             return fail(kWriteFailed);
         temporary_.clear();
     }
