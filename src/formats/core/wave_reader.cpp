@@ -94,7 +94,7 @@ class WaveWalker {
     // No progress, or the zeros that some writers leave behind the last chunk. An empty chunk with a proper
     // id is just empty.
     static bool endsWalk(const Chunk& chunk) {
-        return chunk.next < chunk.payload || (chunk.size == 0 && (chunk.id & 0xFF) < 0x20);
+        return chunk.next < chunk.payload || (chunk.size == 0 && (chunk.id & 0xFF) < ' ');
     }
 
     bool nextChunk(std::uint64_t position, std::uint64_t end, Chunk& chunk) const {
@@ -116,7 +116,7 @@ class WaveWalker {
         return bytes;
     }
 
-    bool readChunk(const Chunk& chunk, std::uint64_t end, int depth) {
+    bool readChunk(Chunk& chunk, std::uint64_t end, int depth) {
         switch (chunk.id) {
             case fourCc("fmt "):
                 return state_.hasFormat || readFormat(chunk);
@@ -162,13 +162,16 @@ class WaveWalker {
     }
 
     bool readRiff(const Chunk& chunk, std::uint64_t end, int depth) {
-        const auto form = payload(chunk, 4);
+        const bool streamed = chunk.size == 0;
+        Chunk head = chunk;
+        head.size = streamed ? 4 : chunk.size;
+        const auto form = payload(head, 4);
         if (form.size() < 4 || loadLe<std::uint32_t>(form.data()) != fourCc("WAVE"))
             return fail(kNotWave);
         sawRiff_ = true;
         state_ = {};
-        state_.streamed = chunk.size == 0;
-        if (!walk(chunk.payload + 4, state_.streamed ? end : std::min(chunk.end(), end), depth + 1))
+        state_.streamed = streamed;
+        if (!walk(chunk.payload + 4, streamed ? end : std::min(chunk.end(), end), depth + 1))
             return false;
         return finish();
     }
@@ -225,13 +228,14 @@ class WaveWalker {
         return true;
     }
 
-    void readData(const Chunk& chunk) {
+    void readData(Chunk& chunk) {
         state_.hasData = true;
         state_.dataPosition = chunk.payload;
         state_.dataSize = chunk.size;
         const std::uint64_t there = limit_ > chunk.payload ? limit_ - chunk.payload : 0;
         if (chunk.size == 0 && state_.streamed) {
             state_.dataSize = there;
+            chunk.next = limit_;
         } else if (chunk.size > there) {
             if (!warned_)
                 file_.warn(std::string(kTruncated), "data", chunk.payload);

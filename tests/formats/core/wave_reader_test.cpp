@@ -1,0 +1,532 @@
+#include "formats/core/wave_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "base/error.h"
+#include "formats/core/chunk_builder.h"
+#include "formats/framework/format_table.h"
+#include "test_tools.h"
+
+namespace velor {
+namespace {
+
+using namespace test;
+
+constexpr int kWaveRow = 478;
+
+struct WaveReader : testing::Test {
+    WaveReader() { services.ui = &ui; }
+
+    // The waveform of a file with these bytes; nullptr when reading fails.
+    Waveform* open(const Bytes& bytes) {
+        rewriteFile(folder / "take.wav", bytes);
+        ui.warnings.clear();
+        LastErrorText.clear();
+        if (!openFileAs(collection, folder / "take.wav", kWaveRow, services))
+            return nullptr;
+        return collection.all<Waveform>().front();
+    }
+    Waveform* openDecoded(const Bytes& bytes) {
+        Waveform* waveform = open(bytes);
+        return waveform && waveform->loadSamples() ? waveform : nullptr;
+    }
+    std::vector<float> samplesOf(const Bytes& bytes) {
+        const Waveform* waveform = openDecoded(bytes);
+        return waveform ? std::vector<float>(waveform->samples().begin(), waveform->samples().end())
+                        : std::vector<float>();
+    }
+
+    TemporaryFolder folder;
+    RecordingInterface ui;
+    PipelineServices services;
+    Collection collection;
+};
+
+Bytes data(std::size_t size) {
+    return chunk("data", Bytes().zeros(size));
+}
+
+TEST_F(WaveReader, EveryFormatTagIsReadOrRefusedByName) {
+    const auto codec = [](unsigned tag, unsigned channels, unsigned bits, unsigned blockAlign = 64,
+                          unsigned bytesPerSecond = 4000, const Bytes& extra = {}) {
+        return chunk("fmt ", fmtPayload(tag, channels, 8000, bits, blockAlign, bytesPerSecond)
+                                 .u16(static_cast<unsigned>(extra.size()))
+                                 .add(extra));
+    };
+    const auto mpeg = [](std::uint32_t rate, unsigned mode) {
+        return Bytes().u16(2).u32(rate).u16(mode).zeros(14);
+    };
+    const auto mp3 = [](unsigned blockSize) { return Bytes().u16(1).u32(0).u16(blockSize).u16(1).u16(1393); };
+    struct Case {
+        Bytes fmt;
+        int bits;
+        int format;
+        std::uint32_t frames;  // of 1000 data bytes
+        const char* decoding;  // what decoding says; nullptr: it works
+    };
+    const char* const g72x = "Decoding G.721/G.723/G.726 ADPCM is not supported in this build";
+    const char* const stream = "Decoding compressed streams is not supported in this build";
+    const Case cases[] = {
+        {codec(0x0001, 1, 8), 8, 0, 1000, nullptr},
+        {codec(0x0001, 2, 12), 12, 1, 250, nullptr},
+        {codec(0x0001, 1, 24), 24, 2, 333, nullptr},
+        {codec(0x0001, 1, 64), 64, 3, 125, nullptr},
+        {codec(0x0003, 1, 32), 32, 4, 250, nullptr},
+        {codec(0x0003, 2, 64), 64, 4, 62, nullptr},
+        {codec(0x0007, 1, 8), 8, 5, 1000, nullptr},
+        {codec(0x0171, 2, 16), 8, 5, 500, nullptr},
+        {codec(0x0172, 1, 8), 8, 6, 1000, nullptr},
+        {codec(0x0002, 2, 4), 4, 7, 1000, "Decoding MS ADPCM is not supported in this build"},
+        {codec(0x0011, 1, 3), 3, 7, 2667, "Decoding IMA ADPCM is not supported in this build"},
+        {codec(0x0017, 1, 4), 4, 7, 2000, "Decoding OKI ADPCM is not supported in this build"},
+        {codec(0x0020, 2, 4), 4, 7, 1000, "Decoding Yamaha ADPCM is not supported in this build"},
+        {codec(0x0014, 1, 3), 3, 7, 2667, g72x},
+        {codec(0x0040, 1, 4), 4, 7, 2000, g72x},
+        {codec(0xA107, 1, 5), 5, 7, 1600, g72x},
+        {codec(0x0065, 1, 8), 4, 7, 2000, "Decoding G.722 is not supported in this build"},
+        {codec(0x0031, 1, 0, 65), 2, 7, 4923, "Decoding GSM 6.10 is not supported in this build"},
+        {codec(0x0303, 1, 0), 2, 7, 26 * 160, "Decoding GSM 6.10 is not supported in this build"},
+        {codec(0x0300, 1, 2), 2, 7, 4000, "Decoding Rockwell ADPCM is not supported in this build"},
+        // 1000 bytes at 8000 Hz are 64,000,000 / rate frames.
+        {codec(0x0050, 2, 0, 1, 0, mpeg(192000, 1)), 1, 17, 333,
+         "Decoding MPEG audio is not supported in this build"},
+        {codec(0x0050, 1, 0, 1, 0, mpeg(0, 8)), 1, 14, 500,
+         "Decoding MPEG audio is not supported in this build"},
+        {codec(0x0055, 2, 0, 1, 0, mp3(576)), 1, 10, 1000,
+         "Decoding MPEG layer 3 is not supported in this build"},
+        {codec(0x00FF, 2, 16, 1, 16000), 1, 14, 500, stream},
+        {codec(0x4143, 2, 16, 1, 4999), 1, 8, 2000, stream},
+        {codec(0x674F, 2, 16, 1, 5000), 1, 9, 1333, "Decoding Ogg Vorbis is not supported in this build"},
+    };
+    for (const Case& each : cases) {
+        const unsigned tag = each.fmt.data[8] | each.fmt.data[9] << 8;
+        SCOPED_TRACE(formatText("tag 0x%04x", tag));
+        Waveform* waveform = open(riff({each.fmt, data(1000)}));
+        ASSERT_TRUE(waveform) << LastErrorText;
+        EXPECT_EQ(waveform->bits, each.bits);
+        EXPECT_EQ(static_cast<int>(waveform->format), each.format);
+        EXPECT_EQ(waveform->frames, each.frames);
+        EXPECT_EQ(waveform->sampleRate, 8000u);
+        EXPECT_EQ(waveform->loadSamples(), each.decoding == nullptr);
+        if (each.decoding) {
+            EXPECT_EQ(LastErrorText, each.decoding);
+        }
+    }
+
+    const struct {
+        Bytes fmt;
+        const char* message;
+    } refused[] = {
+        {codec(0x0001, 0, 16), "No channels"},
+        {codec(0x1234, 1, 16), "Unsupported compression type"},
+        {codec(0x0003, 1, 16), "Unsupported bits/sample for IEEE floating point samples"},
+        {codec(0x0002, 1, 3), "Unsupported or invalid MS ADPCM file"},
+        {codec(0x0011, 1, 5), "Unsupported or invalid IMA ADPCM file"},
+        {codec(0x0017, 2, 4), "Can only handle mono Dialogic ADPCM format"},
+        {codec(0x0017, 1, 3), "Unsupported or invalid Dialogic ADPCM file"},
+        {codec(0x0020, 3, 4), "> 2ch Yamaha ADPCM not supported"},
+        {codec(0x0020, 1, 8), "Unsupported bits/sample for Yamaha ADPCM format"},
+        {codec(0x0045, 1, 6), "Invalid no bits/sample for CCITT G.721/.723/.726 ADPCM encoding"},
+        {codec(0x0031, 2, 0), "Can only handle (the standard!) mono GSM"},
+        {codec(0x003B, 1, 5), "Unsupported or invalid Rockwell ADPCM file"},
+        {codec(0x003B, 2, 4), "Can only handle mono Rockwell ADPCM format"},
+        {codec(0x0050, 1, 0, 1, 0, mpeg(128000, 9)), "Can't handle mixed channel mode MPEG streams"},
+        {chunk("fmt ", Bytes().u16(1).u16(1)), "The WAVE format chunk is too short"},
+        {chunk("fmt ", fmtPayload(0xFFFE, 1, 8000, 16).u16(22).u16(16).u32(0).u32(1).zeros(12)),
+         "Unsupported 'Extensible' subformat GUID"},
+    };
+    for (const auto& each : refused) {
+        EXPECT_FALSE(open(riff({each.fmt, data(100)})));
+        EXPECT_EQ(LastErrorText, each.message);
+        EXPECT_TRUE(collection.empty());
+    }
+}
+
+// One sample of every width, low byte first; wider containers count from the top.
+TEST_F(WaveReader, DecodesEveryPlainWidth) {
+    const auto one = [](unsigned tag, unsigned bits, std::initializer_list<unsigned> bytes) {
+        Bytes payload;
+        for (const unsigned byte : bytes)
+            payload.u8(byte);
+        return riff({fmt(tag, 1, 44100, bits), chunk("data", payload)});
+    };
+    const struct {
+        Bytes file;
+        float value;
+    } cases[] = {
+        {one(1, 8, {0x80}), 0.0f},
+        {one(1, 8, {0x00}), -1.0f},
+        {one(1, 4, {0xC0}), 0.5f},
+        {one(1, 12, {0x10, 0x40}), 16400.0f / 32768},
+        {one(1, 16, {0x01, 0x80}), -32767.0f / 32768},
+        {one(1, 20, {0x10, 0x00, 0xC0}), -4194288.0f / 8388608},
+        {one(1, 24, {0x01, 0x00, 0x40}), 4194305.0f / 8388608},
+        {one(1, 32, {0x00, 0x01, 0x00, 0xE0}), -536870656.0f / 2147483648.0f},
+        {one(1, 40, {0xFF, 0x00, 0x01, 0x00, 0xE0}), -536870656.0f / 2147483648.0f},
+        {one(1, 64, {1, 2, 3, 4, 0x00, 0x01, 0x00, 0x20}), 536871168.0f / 2147483648.0f},
+        {one(3, 32, {0x00, 0x00, 0x20, 0xC0}), -2.5f},
+        {one(3, 64, {0, 0, 0, 0, 0, 0, 0xD0, 0x3F}), 0.25f},
+        {one(7, 8, {0x00}), -32124.0f / 32768},  // the extreme codes of ITU-T G.711
+        {one(6, 8, {0xAA}), 32256.0f / 32768},
+        {riff({extensibleFmt(1, 1, 44100, 32, 20, 4), chunk("data", Bytes().u32(0x40001000))}),
+         1073745920.0f / 2147483648.0f},
+        {riff({extensibleFmt(3, 1, 44100, 32, 32, 4), chunk("data", Bytes().u32(0x3F000000))}), 0.5f},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const auto samples = samplesOf(cases[i].file);
+        ASSERT_EQ(samples.size(), 1u) << i << " " << LastErrorText;
+        EXPECT_EQ(samples[0], cases[i].value) << i;
+    }
+}
+
+TEST_F(WaveReader, KeepsTheFirstTwoOfManyChannels) {
+    for (const unsigned bits : {8u, 16u, 24u, 64u}) {
+        Bytes payload;
+        const unsigned width = bits / 8;
+        for (unsigned sample = 0; sample < 3 * 6; ++sample)
+            payload.zeros(width - 1).u8(bits == 8 ? 128 + sample : sample);
+        payload.fill(width, 0);  // the start of a frame that never came
+        const auto samples = samplesOf(riff({fmt(1, 6, 48000, bits), chunk("data", payload)}));
+        const std::vector<float> expected{0, 1 / 128.0f, 6 / 128.0f, 7 / 128.0f, 12 / 128.0f, 13 / 128.0f};
+        EXPECT_EQ(samples, expected) << bits;
+        EXPECT_EQ(collection.all<Waveform>().front()->channels, 2);
+    }
+}
+
+TEST_F(WaveReader, FrameCountComesFromFactOrTheData) {
+    const Bytes mono16 = fmt(1, 1, 44100, 16), law = fmt(7, 1, 8000, 8);
+    const auto fact = [](std::uint32_t frames) { return chunk("fact", Bytes().u32(frames)); };
+    const struct {
+        const char* what;
+        Bytes file;
+        std::uint32_t frames;
+    } cases[] = {
+        {"no fact", riff({mono16, data(200)}), 100},
+        {"fact before data", riff({law, fact(150), data(200)}), 150},
+        {"fact after data", riff({law, data(200), fact(150)}), 150},
+        {"zero fact", riff({law, fact(0), data(200)}), 200},
+        {"fact of 1 before data counts as none", riff({law, fact(1), data(200)}), 200},
+        {"fact beyond plain data", riff({law, fact(1u << 31), data(200)}), 200},
+        {"fact beyond codec data is believed", riff({fmt(0x11, 1, 8000, 4), fact(5000), data(200)}), 5000},
+        {"extensible goes by its data", riff({extensibleFmt(1, 2, 8000, 24, 20, 3), fact(7), data(61)}), 10},
+        {"a split frame is dropped", riff({fmt(1, 2, 44100, 16), data(7)}), 1},
+        {"empty data", riff({mono16, data(0)}), 0},
+        {"empty chunks on the way", riff({mono16, chunk("JUNK", {}), data(200)}), 100},
+        {"later fmt and data", riff({mono16, data(200), fmt(1, 1, 8000, 8), data(10)}), 100},
+        {"data before fmt", riff({data(200), mono16}), 100},
+        {"odd chunk and its pad", riff({chunk("junk", Bytes().zeros(3)), mono16, data(200)}), 100},
+        {"chunks after the RIFF", Bytes().add(riff({mono16, data(200)})).add(fact(9)), 100},
+        {"the rest of the file after meta",
+         Bytes().add(riff({mono16, data(200), chunk("meta", {})})).add(fact(9)), 9},
+        {"SDSS", form("SDSS", "WAVE", {mono16, data(200)}), 100},
+    };
+    for (const auto& each : cases) {
+        const Waveform* waveform = open(each.file);
+        ASSERT_TRUE(waveform) << each.what << ": " << LastErrorText;
+        EXPECT_EQ(waveform->frames, each.frames) << each.what;
+        EXPECT_TRUE(ui.warnings.empty()) << each.what;
+    }
+    const struct {
+        Bytes file;
+        const char* message;
+    } refused[] = {
+        {riff({data(200)}), "No wave data found!"},
+        {riff({mono16}), "No wave data found!"},
+        {form("RIFF", "AVI ", {mono16, data(200)}), "Not a RIFF WAVE file"},
+        {Bytes().text("The quick brown fox"), "Not a RIFF WAVE file"},
+        {riff({mono16, data(10), list("adtl", {form("RIFF", "AVI ", {})})}), "Not a RIFF WAVE file"},
+    };
+    for (const auto& each : refused) {
+        EXPECT_FALSE(open(each.file));
+        EXPECT_EQ(LastErrorText, each.message);
+    }
+}
+
+TEST_F(WaveReader, TruncatedDataWarnOnceAndReadWhatThereIs) {
+    Bytes file = riff({fmt(1, 1, 44100, 16), data(200)});
+    file.data.resize(file.size() - 101);
+    const Waveform* waveform = openDecoded(file);
+    ASSERT_TRUE(waveform);
+    EXPECT_EQ(waveform->frames, 49u);
+    EXPECT_EQ(ui.warnings,
+              std::vector<std::string>{"Warning: data chunk truncated - will read what data there is"});
+    // Sizes that a writer into a pipe never filled in.
+    for (const std::uint32_t unknown : {0u, 0xFFFFFFFFu}) {
+        Bytes streamed = riff({fmt(1, 1, 44100, 16), data(200)});
+        storeLe(streamed.data.data() + 4, unknown);
+        storeLe(streamed.data.data() + 40, unknown);
+        waveform = open(streamed);
+        ASSERT_TRUE(waveform) << unknown << LastErrorText;
+        EXPECT_EQ(waveform->frames, 100u) << unknown;
+    }
+}
+
+TEST_F(WaveReader, SamplerChunkGivesKeyTuneAndLoop) {
+    constexpr std::uint32_t kHalf = 1u << 31;
+    Bytes tuned = smplPayload(60, 0, {{0, 100, 200, kHalf}}, 0, 28);
+    tuned.text("CWDT").u32(static_cast<std::uint32_t>(-37)).zeros(20);
+    // Manufacturer 0x01000047, product 0x5E: note 64, transposed by 4, fine -12, mode 3, frames 50..250.
+    Bytes drum = Bytes().u32(0x01000047).u32(0x5E).zeros(4).u32(60).zeros(12).u32(1).u32(18);
+    drum.zeros(8).u32(10).u32(99).zeros(8);
+    drum.u8(2).u8(0).u8(64).u8(4).u8(0xF4).u8(3).u32(50).u32(250).zeros(4);
+    struct Case {
+        const char* what;
+        Bytes payload;
+        int rootKey;
+        int fineTune;
+        LoopMode mode;
+        double start, end;
+    };
+    const Case cases[] = {
+        {"no loop", smplPayload(72, 0, {}), 72, 0, LoopMode::None, 0, 0},
+        {"forward", smplPayload(48, 0, {{0, 100, 199, kHalf}}), 48, 0, LoopMode::Forward, 100, 200.5},
+        {"alternating", smplPayload(60, kHalf, {{1, 5, 9, 0}}), 60, -50, LoopMode::Alternating, 5, 10},
+        {"backward", smplPayload(60, 0, {{2, 5, 9, 0}, {1, 7, 8, 0}}), 60, 0, LoopMode::Backward, 5, 10},
+        {"own kinds play forward", smplPayload(60, 0, {{77, 5, 9, 0}}), 60, 0, LoopMode::Forward, 5, 10},
+        {"kind for none", smplPayload(60, 0, {{255, 5, 9, 0}}), 60, 0, LoopMode::None, 5, 10},
+        {"nearly a semitone", smplPayload(60, 0xFFFFFFFF, {}), 60, -100, LoopMode::None, 0, 0},
+        {"key beyond MIDI", smplPayload(200, 0, {}), 60, 0, LoopMode::None, 0, 0},
+        {"key 0", smplPayload(0, 0, {}), 0, 0, LoopMode::None, 0, 0},
+        {"big-endian 60", smplPayload(0x3C000000, 0, {}), 60, 0, LoopMode::None, 0, 0},
+        {"big-endian 64", smplPayload(0x40000000, 0, {}), 64, 0, LoopMode::None, 0, 0},
+        {"tuning block", tuned, 60, 0, LoopMode::Forward, 100, 200.5},
+        {"drum machine", drum, 60, -12, LoopMode::Forward, 10, 100},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.what);
+        const Waveform* waveform =
+            open(riff({fmt(1, 2, 44100, 16), data(4000), chunk("smpl", each.payload)}));
+        ASSERT_TRUE(waveform) << LastErrorText;
+        EXPECT_EQ(waveform->rootKey, each.rootKey);
+        EXPECT_EQ(waveform->fineTune, each.fineTune);
+        EXPECT_EQ(waveform->loopMode, each.mode);
+        EXPECT_EQ(waveform->looped, each.mode != LoopMode::None);
+        if (waveform->looped) {
+            EXPECT_EQ(waveform->loopStart, each.start);
+            EXPECT_EQ(waveform->loopEnd, each.end);
+        }
+    }
+    const Waveform* waveform = open(riff({fmt(1, 1, 44100, 16), data(4000), chunk("smpl", tuned)}));
+    EXPECT_FLOAT_EQ(waveform->tuning, -0.37f);
+
+    Bytes ramp;
+    for (unsigned i = 0; i < 1000; ++i)
+        ramp.u16(i);
+    waveform = openDecoded(riff({fmt(1, 1, 44100, 16), chunk("data", ramp), chunk("smpl", drum)}));
+    EXPECT_TRUE(waveform->loopUntilRelease);
+    ASSERT_EQ(waveform->frames, 200u);
+    EXPECT_EQ(waveform->samples()[0], 50 / 32768.0f);
+    EXPECT_EQ(waveform->samples()[199], 249 / 32768.0f);
+
+    ASSERT_TRUE(open(riff({fmt(1, 1, 44100, 16), data(4000), chunk("smpl", Bytes().zeros(20))})));
+    EXPECT_EQ(ui.warnings.size(), 1u);
+}
+
+TEST_F(WaveReader, OtherChunksGiveKeyGainAndLoop) {
+    const Bytes inst = chunk("inst", Bytes().u8(50).u8(0xFB).u8(0xFA).u8(0).u8(127).u8(0).u8(127));
+    const auto wsmp = [](std::uint32_t type) {
+        return chunk("wsmp", Bytes()
+                                 .u32(20)
+                                 .u16(65)
+                                 .u16(0xFFF0)
+                                 .u32(static_cast<std::uint32_t>(-3932160))
+                                 .u32(0)
+                                 .u32(1)
+                                 .u32(16)
+                                 .u32(type)
+                                 .u32(10)
+                                 .u32(90));
+    };
+    const auto adtl = [](std::initializer_list<Bytes> chunks) { return list("adtl", chunks); };
+    const Bytes points = cue({{7, 100}, {9, 400}, {9, 1}});
+    struct Case {
+        const char* what;
+        std::vector<Bytes> chunks;
+        int rootKey, fineTune;
+        float gain;
+        double start, end;  // end 0: no loop
+    };
+    const Case cases[] = {
+        {"inst", {inst}, 50, -5, -6, 0, 0},
+        {"inst after smpl", {chunk("smpl", smplPayload(40, 0, {})), inst}, 40, 0, -6, 0, 0},
+        {"wsmp", {wsmp(0)}, 65, -16, -6, 10, 100},
+        {"labels", {points, adtl({label(7, "Loop Start"), label(9, "Loop End")})}, 60, 0, 0, 100, 400},
+        {"other labels", {points, adtl({label(7, "Intro"), label(9, "Outro")})}, 60, 0, 0, 0, 0},
+        {"labels of no cue", {points, adtl({label(1, "Loop Start"), label(2, "Loop End")})}, 60, 0, 0, 0, 0},
+        {"region", {points, adtl({regionText(7, 250, "rgn ")})}, 60, 0, 0, 100, 350},
+        {"mark", {points, adtl({regionText(9, 50, "mark")})}, 60, 0, 0, 400, 450},
+        {"other purpose", {points, adtl({regionText(9, 50, "capt")})}, 60, 0, 0, 0, 0},
+        {"smpl stays",
+         {chunk("smpl", smplPayload(60, 0, {{0, 3, 6, 0}})), points, adtl({regionText(9, 50, "mark")})},
+         60,
+         0,
+         0,
+         3,
+         7},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.what);
+        Bytes content = Bytes().text("WAVE").add(fmt(1, 1, 44100, 16)).add(data(2000));
+        for (const Bytes& extra : each.chunks)
+            content.add(extra);
+        const Waveform* waveform = open(chunk("RIFF", content));
+        ASSERT_TRUE(waveform) << LastErrorText;
+        EXPECT_EQ(waveform->rootKey, each.rootKey);
+        EXPECT_EQ(waveform->fineTune, each.fineTune);
+        EXPECT_EQ(waveform->gain, each.gain);
+        EXPECT_EQ(waveform->loopMode, each.end > 0 ? LoopMode::Forward : LoopMode::None);
+        EXPECT_EQ(waveform->looped ? waveform->loopStart : 0, each.start);
+        EXPECT_EQ(waveform->looped ? waveform->loopEnd : 0, each.end);
+    }
+    ASSERT_TRUE(open(riff({fmt(1, 1, 44100, 16), data(2000), wsmp(1)})));
+    EXPECT_TRUE(collection.all<Waveform>().front()->loopUntilRelease);
+}
+
+TEST_F(WaveReader, TextsAndNames) {
+    const Bytes file = riff(
+        {list("INFO", {chunk("IART", Bytes().text("Ann")), chunk("ISFT", {}),
+                       chunk("ICMT", Bytes().text("one").u8(0).text("two")), chunk("IXYZ", Bytes().text("?")),
+                       list("INFO", {chunk("IENG", Bytes().text("Eve").zeros(1))}),
+                       chunk("INAM", Bytes().text("Bell").zeros(2))}),
+         fmt(1, 1, 44100, 16), data(20)});
+    const Waveform* waveform = open(file);
+    ASSERT_TRUE(waveform) << LastErrorText;
+    EXPECT_EQ(waveform->name(), "Bell");
+    EXPECT_EQ(waveform->text(WaveText::Artist), "Ann");
+    EXPECT_EQ(waveform->text(WaveText::Comment), "one");
+    EXPECT_EQ(waveform->text(WaveText::Engineer), "Eve");
+    waveform = open(riff({fmt(1, 1, 44100, 16), data(20), list("INFO", {chunk("INAM", Bytes().zeros(2))})}));
+    EXPECT_EQ(waveform->name(), "take") << "an empty name leaves the file's";
+}
+
+// Banks keep WAVE images, or bare chunk lists, anywhere inside their file.
+TEST_F(WaveReader, ReadsImagesInsideOtherFiles) {
+    const Bytes content = Bytes().add(fmt(1, 1, 22050, 16)).add(chunk("data", Bytes().u16(1).u16(2).u16(3)));
+    const Bytes image = chunk("RIFF", Bytes().text("WAVE").add(content));
+    Bytes cut = image;
+    storeLe<std::uint32_t>(cut.data.data() + 40, 5000);
+    for (const Bytes& embedded : {image, content, cut}) {
+        Bytes bank = Bytes().text("BANK").zeros(33).add(embedded).fill(500, 0x7F);
+        writeFile(folder / "bank.bin", bank.data);
+        OpenFile file;
+        file.path = folder / "bank.bin";
+        file.input = File::open(file.path);
+        file.ui = &ui;
+        Waveform* waveform = nullptr;
+        ASSERT_TRUE(readWaveImage(collection, file, 37, 37 + embedded.size(), "inner", waveform))
+            << LastErrorText;
+        EXPECT_EQ(waveform->name(), "inner");
+        ASSERT_TRUE(waveform->loadSamples());
+        ASSERT_EQ(waveform->frames, 3u) << "data end where the image ends";
+        EXPECT_EQ(waveform->samples()[2], 3 / 32768.0f);
+        EXPECT_FALSE(readWaveImage(collection, file, 40, bank.size(), "inner", waveform));
+        EXPECT_EQ(waveform, nullptr);
+        EXPECT_EQ(collection.count(ItemKind::Waveform), 1u);
+        collection.clear();
+    }
+}
+
+#ifndef _WIN32  // where this would really write 2 GiB
+TEST_F(WaveReader, OpensHugeFilesWithoutReadingTheirData) {
+    constexpr std::uint32_t kData = 0x7FFFFF00;
+    Bytes head = Bytes().text("RIFF").u32(kData + 36).text("WAVE").add(fmt(1, 2, 96000, 24));
+    head.text("data").u32(kData);
+    writeFile(folder / "huge.wav", head.data);
+    std::filesystem::resize_file(folder / "huge.wav", head.size() + kData);
+    ASSERT_TRUE(openFileAs(collection, folder / "huge.wav", kWaveRow, services)) << LastErrorText;
+    const Waveform* waveform = collection.all<Waveform>().front();
+    EXPECT_EQ(waveform->frames, kData / 6);
+    EXPECT_FALSE(waveform->samplesLoaded());
+    float last[2] = {1, 1};
+    EXPECT_TRUE(waveform->source()->decodeFrames(*waveform, waveform->frames - 1, 1, last));
+    EXPECT_EQ(last[1], 0);
+}
+#endif
+
+// --- Hostile files ---
+
+Bytes everyChunk() {
+    Bytes sampler = smplPayload(60, 0, {{0, 10, 20, 0}}, 0, 28);
+    sampler.text("CWDT").zeros(24);
+    return riff(
+        {chunk("fmt ", fmtPayload(1, 2, 44100, 16).u16(0)), chunk("fact", Bytes().u32(50)),
+         chunk("inst", Bytes().zeros(7)), chunk("smpl", sampler), cue({{1, 5}, {2, 9}}),
+         chunk("data", Bytes().fill(200, 0x55)),
+         list("adtl", {regionText(1, 4, "rgn "), label(1, "Loop Start"), label(2, "Loop End")}),
+         list("INFO", {chunk("INAM", Bytes().text("name")), chunk("ICMT", Bytes().text("comment"))}),
+         chunk("wsmp", Bytes().u32(20).u16(60).u16(0).u32(0).u32(0).u32(1).u32(16).u32(0).u32(1).u32(8)),
+         chunk("ID3 ", Bytes().zeros(10)), chunk("mesa", Bytes().zeros(141)), chunk("meta", {}),
+         chunk("tail", Bytes().zeros(4))});
+}
+
+struct HostileWave : WaveReader {
+    // Whatever the bytes are, reading ends well or with a message, and no more frames come out than went in.
+    void survive(const Bytes& file) {
+        Waveform* waveform = open(file);
+        if (!waveform) {
+            EXPECT_FALSE(LastErrorText.empty());
+            EXPECT_TRUE(collection.empty());
+        } else if (waveform->loadSamples()) {
+            EXPECT_LE(waveform->samples().size(), file.size());
+        } else {
+            EXPECT_FALSE(LastErrorText.empty());
+        }
+    }
+};
+
+TEST_F(HostileWave, CutAnywhere) {
+    const Bytes whole = everyChunk();
+    for (std::size_t size = 1; size < whole.size(); ++size) {
+        Bytes cut = whole;
+        cut.data.resize(size);
+        SCOPED_TRACE(size);
+        survive(cut);
+    }
+}
+
+TEST_F(HostileWave, AnyFieldMayLie) {
+    Bytes file = everyChunk();
+    for (std::size_t at = 4; at + 4 <= file.size(); at += 2) {
+        const auto kept = loadLe<std::uint32_t>(file.data.data() + at);
+        for (const std::uint32_t lie : {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+            storeLe(file.data.data() + at, lie);
+            SCOPED_TRACE(formatText("0x%x at %d", lie, static_cast<int>(at)));
+            survive(file);
+        }
+        storeLe(file.data.data() + at, kept);
+    }
+}
+
+TEST_F(HostileWave, BombsEndSoon) {
+    // Lists in lists, each claiming the rest of the file; RIFFs in lists; texts in texts.
+    for (const char* type : {"adtl", "INFO", "WAVE"}) {
+        Bytes bomb = Bytes().text("RIFF").u32(0xFFFFFFFF).text("WAVE");
+        for (int depth = 0; depth < 20000; ++depth)
+            bomb.text(type == std::string("WAVE") ? "RIFF" : "LIST").u32(0xFFFFFFF0).text(type);
+        survive(bomb);
+        EXPECT_EQ(LastErrorText, "The chunks of the WAVE file are nested too deeply");
+    }
+    // Every list would walk the rest of the file again.
+    Bytes again = Bytes().text("RIFF").u32(0xFFFFFFFF).text("WAVE");
+    for (int i = 0; i < 3000; ++i)
+        again.add(list("adtl", {chunk("meta", {})}));
+    survive(again);
+    // A count of cues that is not there, and labels that all miss.
+    Bytes cues = Bytes().text("WAVE").add(fmt(1, 1, 8000, 8)).add(data(10));
+    Bytes points = Bytes().u32(0xFFFFFFFF).zeros(24 * 5000);
+    cues.add(chunk("cue ", points));
+    for (int i = 0; i < 5000; ++i)
+        cues.add(label(static_cast<std::uint32_t>(i + 1), "x"));
+    survive(chunk("RIFF", cues));
+    EXPECT_FALSE(collection.empty());
+    // A rate of 0 is said, not divided by.
+    EXPECT_EQ(open(riff({fmt(1, 1, 0, 16), data(10)}))->sampleRate, 44100u);
+    EXPECT_EQ(ui.warnings.size(), 1u);
+    for (const unsigned tag : {1u, 2u, 3u, 0x11u, 0x31u, 0x50u, 0x55u, 0xFFu, 0x303u, 0xFFFEu})
+        survive(riff({chunk("fmt ", Bytes().u16(tag).u16(1).zeros(30)), data(100)}));
+}
+
+}  // namespace
+}  // namespace velor
