@@ -59,16 +59,13 @@ int runSettings(const Arguments& arguments) {
             result = resetSetting(store, key);
         else
             result = given.size() == 3 ? setSetting(store, key, given[2]) : setSetting(store, key);
-        if (result.ok && !store.save(*backend))
-            result = {false, LastErrorText};
+        if (result.ok && !store.save(*backend)) {
+            terminal.failure("settings", LastErrorText);
+            return kExitFailed;
+        }
     }
-    if (!result.ok) {
-        // A name or a value that is wrong is a wrong command line; a store that can not be written is a failure.
-        if (action == "get" || !findSetting(key.substr(0, key.find('='))))
-            return usageError("settings", result.text);
-        terminal.failure("", result.text);
-        return kExitFailed;
-    }
+    if (!result.ok)
+        return usageError("settings", result.text);
     output.add(result.text);
     return output.flush() ? kExitDone : kExitFailed;
 }
