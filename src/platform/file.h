@@ -65,6 +65,8 @@ class OutputFile {
     bool rewrite(std::uint64_t offset, std::span<const Byte> bytes);
     std::uint64_t size() const { return size_; }
     const std::filesystem::path& path() const { return target_; }
+    // Has the system put what was written on the disk, for files whose loss by a power failure would hurt.
+    bool sync();
     // Finishes the file. Fails with "Writing to file failed" and then removes what was written.
     bool commit();
 

@@ -187,7 +187,7 @@ TEST(ChildProcess, EndsThoughAGrandchildHoldsItsOutput) {
     const auto child = ChildProcess::start(options);
     ASSERT_TRUE(child);
     EXPECT_TRUE(child->wait(60'000));
-    EXPECT_EQ(child->readOutput().substr(0, 7), "started");
+    EXPECT_NE(child->readOutput().find("started"), std::string::npos);
     fs::remove(mark);
 }
 

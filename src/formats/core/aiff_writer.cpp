@@ -5,7 +5,7 @@
 #include "base/byte_writer.h"
 #include "base/ieee_extended.h"
 #include "base/rounding.h"
-#include "formats/core/file_image.h"
+#include "formats/framework/file_image.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/stored_samples.h"
 

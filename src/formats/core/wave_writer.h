@@ -1,7 +1,7 @@
 // RIFF WAVE writer.
 #pragma once
 
-#include "formats/core/file_image.h"
+#include "formats/framework/file_image.h"
 #include "formats/framework/open_file.h"
 #include "items/collection.h"
 

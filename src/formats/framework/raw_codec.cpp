@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "base/error.h"
+#include "formats/framework/file_image.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/stored_samples.h"
 
@@ -37,10 +37,10 @@ bool importRawSamples(Waveform& waveform, const File& file) {
         (apart && !holds(waveform.secondBlockOffset, byteCount - firstPart)))
         return fail(kReadFailed);
     float* to = waveform.allocateSamples();
-    const std::unique_ptr<Byte[]> bytes(new (std::nothrow) Byte[static_cast<std::size_t>(byteCount)]);
-    if (!to || !bytes)
+    FileImage bytes;
+    if (!to || !bytes.allocate(byteCount))
         return fail(kOutOfMemory);
-    const std::span<Byte> all(bytes.get(), static_cast<std::size_t>(byteCount));
+    const std::span<Byte> all = bytes.bytes();
     if (!file.read(waveform.sourceOffset, all.first(static_cast<std::size_t>(firstPart))) ||
         (apart && !file.read(waveform.secondBlockOffset, all.subspan(static_cast<std::size_t>(firstPart))))) {
         std::ranges::fill(waveform.samples(), 0.0f);
@@ -158,12 +158,9 @@ bool writeRaw(Item& item, OpenFile& file, std::uint32_t variant) {
     TargetLayout target;
     target.layout = SampleLayout::fromWord(format.formatWord);
     target.channels = file.save.channels;
-    const std::uint64_t size = encodedSize(waveform, target);
-    const std::unique_ptr<Byte[]> bytes(new (std::nothrow) Byte[static_cast<std::size_t>(size)]);
-    if (!bytes)
-        return fail(kOutOfMemory);
-    const std::span<Byte> all(bytes.get(), static_cast<std::size_t>(size));
-    return encodeWaveform(waveform, target, all, *file.ui) && file.write(all);
+    FileImage image;
+    return image.allocate(encodedSize(waveform, target)) &&
+           encodeWaveform(waveform, target, image.bytes(), *file.ui) && file.write(image.bytes());
 }
 
 }  // namespace velor

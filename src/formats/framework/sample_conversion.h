@@ -38,6 +38,14 @@ void decodeSamples(const SampleLayout& layout, std::span<const Byte> from, std::
 // bytes.
 void encodeSamples(const SampleLayout& layout, std::span<const float> from, std::span<Byte> to);
 
+// True when widenSamples() takes `from` to `to`: integer PCM of 8, 16 or 24 bits to the next wider or equal
+// one.
+bool canWiden(const SampleLayout& from, const SampleLayout& to);
+// Integer samples brought into wider integers (or another byte order or sign) without the way over floats:
+// exact, and several times faster. Both spans hold the same number of samples.
+void widenSamples(const SampleLayout& from, std::span<const Byte> in, const SampleLayout& to,
+                  std::span<Byte> out);
+
 // G.711 expansion of one code to a 16-bit value, and compression of one 16-bit value (ITU-T G.711).
 std::int16_t muLawToLinear(Byte code);
 std::int16_t aLawToLinear(Byte code);

@@ -237,6 +237,26 @@ bool takeOverStored(const Waveform& waveform, const SampleLayout& from, const Sa
     return true;
 }
 
+// Integers to wider integers, still in the file: read piece by piece and widened into place.
+bool widenStored(const Waveform& waveform, const SampleLayout& from, const SampleLayout& to,
+                 std::span<Byte> out, UserInterface& ui) {
+    const std::size_t inWidth = sampleBytes(from.encoding), outWidth = sampleBytes(to.encoding);
+    const std::size_t samples = out.size() / outWidth;
+    std::array<Byte, kReadBytes> buffer;
+    const std::size_t most = buffer.size() / inWidth;
+    for (std::size_t done = 0; done < samples;) {
+        const std::size_t now = std::min(most, samples - done);
+        const std::span<Byte> piece(buffer.data(), now * inWidth);
+        if (!waveform.source()->readStored(done * inWidth, piece))
+            return false;
+        widenSamples(from, piece, to, out.subspan(done * outWidth, now * outWidth));
+        done += now;
+        if (stopAsked(ui, done, samples))
+            return fail("Save aborted!");
+    }
+    return true;
+}
+
 }  // namespace
 
 bool encodeWaveform(Waveform& waveform, const TargetLayout& target, std::span<Byte> to, UserInterface& ui) {
@@ -249,6 +269,8 @@ bool encodeWaveform(Waveform& waveform, const TargetLayout& target, std::span<By
         const SampleLayout from = SampleLayout::fromWord(stored.formatWord);
         if (from.encoding == target.layout.encoding && stored.byteSize == to.size())
             return takeOverStored(waveform, from, target.layout, to, ui);
+        if (canWiden(from, target.layout))
+            return widenStored(waveform, from, target.layout, to, ui);
     }
     if (!streams && !waveform.loadSamples())
         return false;

@@ -132,6 +132,13 @@ bool OutputFile::rewrite(std::uint64_t offset, std::span<const Byte> bytes) {
     return true;
 }
 
+bool OutputFile::sync() {
+    // A pipe or a device cannot be synchronised and needs none.
+    if (failed_ || (::fsync(static_cast<int>(handle_)) != 0 && errno != EINVAL && errno != ENOTSUP))
+        return fail(kWriteFailed);
+    return true;
+}
+
 bool OutputFile::commit() {
     if (failed_)
         return fail(kWriteFailed);

@@ -150,6 +150,13 @@ bool OutputFile::rewrite(std::uint64_t offset, std::span<const Byte> bytes) {
     return true;
 }
 
+bool OutputFile::sync() {
+    const bool onDisk = ::GetFileType(asHandle(handle_)) == FILE_TYPE_DISK;
+    if (failed_ || (onDisk && !::FlushFileBuffers(asHandle(handle_))))
+        return fail(kWriteFailed);
+    return true;
+}
+
 bool OutputFile::commit() {
     if (failed_)
         return fail(kWriteFailed);

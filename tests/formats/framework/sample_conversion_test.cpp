@@ -109,5 +109,31 @@ TEST(SampleConversion, ClipsAndRoundsWithoutSurprise) {
     EXPECT_EQ(loadLe<std::int32_t>(wide.data() + 12), 0);
 }
 
+TEST(SampleConversion, WideningEqualsTheWayOverFloats) {
+    const SampleEncoding integers[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16, SampleEncoding::Pcm24,
+                                       SampleEncoding::Pcm32};
+    std::mt19937 random(7);
+    for (const SampleEncoding in : integers) {
+        for (const SampleEncoding out : integers) {
+            for (int flags = 0; flags < 16; ++flags) {
+                const SampleLayout from{in, flags & 1 ? ByteOrder::Big : ByteOrder::Little, (flags & 2) != 0};
+                const SampleLayout to{out, flags & 4 ? ByteOrder::Big : ByteOrder::Little, (flags & 8) != 0};
+                if (!canWiden(from, to))
+                    continue;
+                std::vector<Byte> bytes(storedSize(in, 1003));
+                for (Byte& byte : bytes)
+                    byte = static_cast<Byte>(random());
+                std::vector<Byte> direct(storedSize(out, 1003)), expected(direct.size());
+                widenSamples(from, bytes, to, direct);
+                encodeSamples(to, decoded(from, bytes, 1003), expected);
+                ASSERT_EQ(direct, expected)
+                    << encodingName(in) << " to " << encodingName(out) << ' ' << flags;
+            }
+        }
+    }
+    EXPECT_FALSE(canWiden({SampleEncoding::Pcm24}, {SampleEncoding::Pcm16}));
+    EXPECT_FALSE(canWiden({SampleEncoding::Pcm16}, {SampleEncoding::Float32}));
+}
+
 }  // namespace
 }  // namespace velor

@@ -11,6 +11,9 @@ namespace velor::probe {
 
 using Head = std::span<const Byte>;
 
+// The type of a probe, so that a header can name many in a line. See FormatProbe.
+using Probe = int(Head head, std::uint32_t variant, std::uint64_t fileSize);
+
 inline constexpr int kNo = 0;
 inline constexpr int kWeak = 2;
 inline constexpr int kLikely = 4;
@@ -22,6 +25,13 @@ inline bool has(Head head, std::size_t offset, std::string_view text) {
            std::memcmp(head.data() + offset, text.data(), text.size()) == 0;
 }
 inline int certainIf(bool match) { return match ? kCertain : kNo; }
+
+// For signatures short enough to occur by chance: certain when the header's other fields make sense too.
+inline int certainIfSane(bool match, bool sane) {
+    if (!match)
+        return kNo;
+    return sane ? kCertain : kLikely;
+}
 
 // Values at an offset; 0 when the head is too short.
 inline unsigned u8(Head head, std::size_t offset) { return offset < head.size() ? head[offset] : 0; }

@@ -7,6 +7,7 @@
 
 #include "base/byte_order.h"
 #include "base/error.h"
+#include "platform/memory.h"
 
 namespace velor {
 
@@ -21,6 +22,7 @@ class FileImage {
         if (!bytes_)
             return fail(kOutOfMemory);
         size_ = static_cast<std::size_t>(size);
+        adviseLargeBlock(bytes_.get(), size_);
         return true;
     }
     void release() {
