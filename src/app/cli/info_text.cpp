@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "app/cli/terminal_interface.h"
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/format_table.h"
@@ -146,7 +147,7 @@ std::string infoText(const FileReport& report, const Collection* collection, con
         return text;
     text += TextTree(*collection, naming, tree).text();
     for (const std::string& warning : report.warnings)
-        text += "  warning: " + displayText(warning) + '\n';
+        text += "  " + labelledWarning(displayText(warning)) + '\n';
     return text;
 }
 

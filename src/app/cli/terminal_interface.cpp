@@ -68,6 +68,10 @@ bool TerminalInterface::aborted() {
     return interruptRequested();
 }
 
+std::string labelledWarning(const std::string& text) {
+    return text.starts_with("Warning: ") ? "warning: " + text.substr(9) : "warning: " + text;
+}
+
 void TerminalInterface::warn(const Warning& warning) {
     std::string text = displayText(warning.text);
     if (!warning.place.empty() || warning.offset != 0) {
@@ -79,7 +83,7 @@ void TerminalInterface::warn(const Warning& warning) {
         text += ')';
     }
     if (!silent_)
-        terminal_.note(file_, "warning: " + text);
+        terminal_.note(file_, labelledWarning(text));
     warnings_.push_back(std::move(text));
 }
 

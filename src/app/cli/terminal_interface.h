@@ -48,4 +48,7 @@ class TerminalInterface final : public UserInterface {
     bool silent_ = false;
 };
 
+// "warning: TEXT", for texts that begin with "Warning: " of their own too.
+std::string labelledWarning(const std::string& text);
+
 }  // namespace velor::cli
