@@ -187,7 +187,8 @@ TEST(ChildProcess, EndsThoughAGrandchildHoldsItsOutput) {
     const auto child = ChildProcess::start(options);
     ASSERT_TRUE(child);
     EXPECT_TRUE(child->wait(60'000));
-    EXPECT_EQ(child->readOutput().substr(0, 7), "started");
+    // The grandchild may have had its word first.
+    EXPECT_NE(child->readOutput().find("started"), std::string::npos);
     fs::remove(mark);
 }
 
