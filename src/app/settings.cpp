@@ -21,7 +21,7 @@ constexpr std::int64_t kLeastSecondPane = 520;
 
 // The row of a name that stands in the code.
 const SettingRow& known(std::string_view name) {
-    const SettingRow* row = findSetting(name);
+    const SettingRow* row = lookUpSetting(name);
     assert(row && "a setting that is not in the table");
     return row ? *row : settingRows().front();
 }
@@ -129,7 +129,7 @@ bool SettingsStore::parse(std::string_view name, std::string_view text) {
 }
 
 bool SettingsStore::put(std::string_view name, SettingValue newValue) {
-    const SettingRow* row = findSetting(name);
+    const SettingRow* row = lookUpSetting(name);
     assert(row && "a setting that is not in the table");
     if (!row)
         return false;

@@ -42,7 +42,9 @@ struct SettingRow {
 
 // All settings in the order in which they are shown.
 std::span<const SettingRow> settingRows();
-// nullptr with "There is no setting "x". Did you mean ...?" when no row has that name; case does not matter.
+// nullptr when no row has that name; case does not matter.
+const SettingRow* lookUpSetting(std::string_view name);
+// The same for a name that a user typed: nullptr with "There is no setting "x". Did you mean ...?".
 const SettingRow* findSetting(std::string_view name);
 
 // What a value of this row looks like: "true or false", "a whole number from 0 to 255".

@@ -237,12 +237,17 @@ SettingValue defaultSetting(const SettingRow& row) {
     return value;
 }
 
-const SettingRow* findSetting(std::string_view name) {
+const SettingRow* lookUpSetting(std::string_view name) {
     const auto rows = settingRows();
     const auto found =
         std::ranges::find_if(rows, [&](const SettingRow& row) { return equalNoCase(row.name, name); });
-    if (found != rows.end())
-        return &*found;
+    return found == rows.end() ? nullptr : &*found;
+}
+
+const SettingRow* findSetting(std::string_view name) {
+    if (const SettingRow* row = lookUpSetting(name))
+        return row;
+    const auto rows = settingRows();
     // Without a group the name is compared with names without theirs.
     const bool grouped = name.find('.') != std::string_view::npos;
     std::vector<std::string> candidates;
@@ -261,11 +266,13 @@ const SettingRow* findSetting(std::string_view name) {
 
 SettingTextCodec settingTextCodec() {
     return {[](std::string_view name, std::string_view text, SettingValue& value) {
-                const SettingRow* row = findSetting(name);
-                return row && parseSetting(*row, text, value);
+                const SettingRow* row = lookUpSetting(name);
+                if (!row)
+                    return fail("there is no setting " + quoted(name));
+                return parseSetting(*row, text, value);
             },
             [](std::string_view name, const SettingValue& value) {
-                const SettingRow* row = findSetting(name);
+                const SettingRow* row = lookUpSetting(name);
                 if (!row)
                     return std::string();
                 const auto* bytes = std::get_if<std::vector<Byte>>(&value);

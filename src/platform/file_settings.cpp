@@ -29,7 +29,7 @@ class FileSettings : public SettingsBackend {
             SettingValue value;
             if (codec_.parse(entry.name, entry.value, value))
                 values[entry.name] = std::move(value);
-            else
+            else if (warnings_.size() < SettingsFile::kMostProblems)
                 warnings_.push_back(place() + ", line " + std::to_string(entry.line) + ": " + LastErrorText);
         }
         return true;
