@@ -1,1 +1,58 @@
 #include "app/cli/cli.h"
+
+#include <cstdio>
+
+#include "app/cli/arguments.h"
+#include "app/cli/help_text.h"
+#include "app/cli/option_table.h"
+#include "app/cli/terminal.h"
+#include "app/cli/verbs.h"
+#include "platform/console.h"
+
+namespace velor::cli {
+
+namespace {
+
+int print(const std::string& text) {
+    Output output;
+    output.add(text);
+    return output.flush() ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+int runCompletion(const Arguments& arguments) {
+    return print(completionScript(arguments.positionals.front()));
+}
+
+int runHelp(const Arguments& arguments) {
+    if (arguments.has("man"))
+        return print(manualPage());
+    if (arguments.positionals.empty())
+        return print(generalHelp());
+    const std::string& name = arguments.positionals.front();
+    const VerbSpec* verb = findVerb(name);
+    if (!verb)
+        return usageError("", unknownName("verb", name, choicesOf(ValueKind::Verb, "")));
+    return print(verbHelp(*verb));
+}
+
+int runCommandLine(std::vector<std::string> arguments) {
+    useUtf8Console();
+    const ParseResult parsed = parseCommandLine(std::move(arguments));
+    switch (parsed.outcome) {
+        case ParseResult::Outcome::ShowHelp:
+            return print(parsed.helpVerb ? verbHelp(*parsed.helpVerb) : generalHelp());
+        case ParseResult::Outcome::ShowVersion:
+            return print(std::string(kVersionLine) + '\n');
+        case ParseResult::Outcome::Run:
+            if (parsed.arguments.has("version"))
+                return print(std::string(kVersionLine) + '\n');
+            return parsed.arguments.verb->run(parsed.arguments);
+        case ParseResult::Outcome::Wrong:
+            break;
+    }
+    return usageError(parsed.arguments.verb ? parsed.arguments.verb->name : "", parsed.error);
+}
+
+}  // namespace velor::cli

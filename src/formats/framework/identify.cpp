@@ -37,6 +37,11 @@ std::string_view shortExtension(std::string_view fileName) {
 }
 
 int extensionBonus(int row, const FormatEntry& entry, std::string_view extension) {
+    // Nearly all rows differ in the first character; patterns are lower case.
+    const char wanted = entry.extension[0];
+    const char given = extension.empty() ? '\0' : lowerAscii(extension[0]);
+    if (wanted != given && wanted != '*' && wanted != '?')
+        return 0;
     if (!matchExtension(entry.extension, extension))
         return 0;
     return row == 0 ? 2 : 3;

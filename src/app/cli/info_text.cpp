@@ -1,0 +1,153 @@
+#include "app/cli/info_text.h"
+
+#include <cmath>
+
+#include "base/error.h"
+#include "base/text.h"
+#include "formats/framework/format_table.h"
+
+namespace velor::cli {
+
+namespace {
+
+class TextTree {
+  public:
+    TextTree(const Collection& collection, const NoteNaming& naming, bool tree)
+        : collection_(collection), naming_(naming), tree_(tree) {}
+
+    std::string text() {
+        addAll<Instrument>();
+        addAll<Waveform>();
+        addAll<MidiSong>();
+        if (tree_)
+            addAll<SynthModel>();
+        return std::move(text_);
+    }
+
+  private:
+    // Numbers are those that "convert --item #N" takes: by kind, from 1.
+    template <typename T>
+    void addAll() {
+        std::size_t number = 0;
+        for (const T* item : collection_.all<T>()) {
+            if (!item)
+                continue;
+            addLine(*item, 1, formatText("#%zu ", ++number));
+            addDetails(*item);
+        }
+    }
+
+    void addLine(const Item& item, int depth, const std::string& before = {}) {
+        text_.append(static_cast<std::size_t>(depth) * 2, ' ');
+        text_ += before + displayText(item.name()) + ": " + displayText(item.summary(naming_)) + '\n';
+    }
+
+    void addDetail(const std::string& line, int depth = 3) {
+        if (line.empty())
+            return;
+        text_.append(static_cast<std::size_t>(depth) * 2, ' ');
+        text_ += line + '\n';
+    }
+
+    void addTexts(std::initializer_list<std::pair<const char*, const std::string*>> texts) {
+        for (const auto& [name, value] : texts) {
+            if (value->empty())
+                continue;
+            // One line each, however long a comment is.
+            std::string line = displayText(*value);
+            for (char& c : line) {
+                if (static_cast<unsigned char>(c) < 0x20)
+                    c = ' ';
+            }
+            addDetail(std::string(name) + ": " + line);
+        }
+    }
+
+    static std::string frameText(double position) {
+        return position == std::floor(position) ? formatText("%.0f", position) : formatText("%.4f", position);
+    }
+
+    void addDetails(const Waveform& wave) {
+        std::string line(encodingName(wave.sourceEncoding()));
+        line += ", root key " + noteName(wave.rootKey, naming_);
+        if (wave.tuningCents() != 0)
+            line += formatText(", tuned %+g cents", static_cast<double>(wave.tuningCents()));
+        if (wave.gain != 0)
+            line += formatText(", gain %+g dB", static_cast<double>(wave.gain));
+        addDetail(line);
+        if (wave.looped)
+            addDetail(std::string("loop ") + loopModeName(wave.loopMode) + ", frames " +
+                      frameText(wave.loopStart) + " to " + frameText(wave.loopEnd) +
+                      (wave.loopUntilRelease ? ", until release" : ""));
+        addTexts({{"artist", &wave.text(WaveText::Artist)},
+                  {"product", &wave.text(WaveText::Product)},
+                  {"copyright", &wave.text(WaveText::Copyright)},
+                  {"comment", &wave.text(WaveText::Comment)},
+                  {"engineer", &wave.text(WaveText::Engineer)}});
+    }
+
+    void addDetails(const Instrument& instrument) {
+        if (!tree_)
+            return;
+        for (const ItemId layerId : instrument.links) {
+            const Layer* layer = collection_.find<Layer>(layerId);
+            if (!layer)
+                continue;
+            addLine(*layer, 2);
+            for (const ItemId regionId : layer->links) {
+                const Region* region = collection_.find<Region>(regionId);
+                if (!region)
+                    continue;
+                addLine(*region, 3);
+                if (const Waveform* wave = region->waveform())
+                    addDetail("plays " + displayText(wave->name()), 4);
+            }
+        }
+    }
+
+    void addDetails(const MidiSong& song) {
+        addDetail(formatText("format %d, division %d", song.format, song.division));
+        addTexts({{"artist", &song.artist},
+                  {"product", &song.product},
+                  {"copyright", &song.copyright},
+                  {"comment", &song.comment},
+                  {"engineer", &song.engineer}});
+        if (!tree_)
+            return;
+        for (const ItemId id : song.links) {
+            if (const MidiTrack* track = collection_.find<MidiTrack>(id))
+                addLine(*track, 2);
+        }
+    }
+
+    void addDetails(const SynthModel&) {}
+
+    const Collection& collection_;
+    const NoteNaming& naming_;
+    bool tree_;
+    std::string text_;
+};
+
+}  // namespace
+
+std::string typeText(const FileReport& report) {
+    if (report.type.row < 0)
+        return "Unknown file type";
+    std::string text(rowDescription(report.type.row));
+    if (report.type.confidence > 0)
+        text += formatText(" (%d %%)", report.type.confidence);
+    return text;
+}
+
+std::string infoText(const FileReport& report, const Collection* collection, const NoteNaming& naming,
+                     bool tree) {
+    std::string text = displayText(report.path) + ": " + typeText(report) + '\n';
+    if (!collection)
+        return text;
+    text += TextTree(*collection, naming, tree).text();
+    for (const std::string& warning : report.warnings)
+        text += "  warning: " + displayText(warning) + '\n';
+    return text;
+}
+
+}  // namespace velor::cli

@@ -1,0 +1,17 @@
+// What each verb runs. Every function returns an ExitCode.
+#pragma once
+
+namespace velor::cli {
+
+class Arguments;
+
+int runConvert(const Arguments& arguments);
+int runInfo(const Arguments& arguments);
+int runIdentify(const Arguments& arguments);
+int runFormats(const Arguments& arguments);
+int runSettings(const Arguments& arguments);
+int runDemo(const Arguments& arguments);
+int runCompletion(const Arguments& arguments);
+int runHelp(const Arguments& arguments);
+
+}  // namespace velor::cli
