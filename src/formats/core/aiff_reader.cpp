@@ -51,6 +51,8 @@ constexpr Compression kCompressions[] = {
     {fourCc("in32"), Coding::BigEndianPcm, 32},
     {fourCc("fl32"), Coding::Float, 32},
     {fourCc("fl64"), Coding::Float, 64},
+    {fourCc("FL32"), Coding::Float, 32},  // older writers
+    {fourCc("FL64"), Coding::Float, 64},
     {fourCc("alaw"), Coding::ALaw, 8},
     {fourCc("ALAW"), Coding::ALaw, 8},
     {fourCc("ulaw"), Coding::MuLaw, 8},

@@ -124,6 +124,7 @@ TEST_F(Aiff, EveryCompressionTypeIsReadOrRefusedByName) {
         {"in24", 16, half24, 4194305 / 8388608.0f, 24, 2},
         {"in32", 16, half32, 1073742080 / 2147483648.0f, 32, 3},
         {"fl32", 16, Bytes().be32(0xC0200000), -2.5f, 32, 4},
+        {"FL32", 16, Bytes().be32(0x3E800000), 0.25f, 32, 4},
         {"fl64", 16, Bytes().be32(0x3FD00000).be32(0), 0.25f, 64, 4},
         {"alaw", 16, Bytes().u8(0xAA), 32256 / 32768.0f, 8, 6},
         {"ALAW", 16, Bytes().u8(0x2A), -32256 / 32768.0f, 8, 6},
