@@ -17,9 +17,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::uint32_t kRate = 44100;      // Hz
-constexpr std::uint32_t kFrames = 44100;    // one second
-constexpr std::uint32_t kPeriod = 196;      // frames: 225 Hz
+constexpr std::uint32_t kRate = 44100;    // Hz
+constexpr std::uint32_t kFrames = 44100;  // one second
+constexpr std::uint32_t kPeriod = 196;    // frames: 225 Hz
 constexpr std::uint32_t kLoopStart = kPeriod * 112;
 constexpr std::uint32_t kLoopEnd = kPeriod * 224;
 constexpr std::uint8_t kRootKey = 57;   // A3 is 220 Hz; 225 Hz lies 39 cents above it, which the
@@ -53,7 +53,8 @@ Waveform* createDemoSound(Collection& collection) {
             double sum = 0;
             for (std::size_t h = 0; h < kHarmonics.size(); ++h) {
                 // From the phase within the period: every period is the same down to the last bit.
-                const double turn = static_cast<double>(frame % kPeriod) / kPeriod * static_cast<double>(h + 1);
+                const double turn =
+                    static_cast<double>(frame % kPeriod) / kPeriod * static_cast<double>(h + 1);
                 sum += kHarmonics[h] * std::sin(2 * std::numbers::pi * (turn + 0.25 * channel));
             }
             // On the grid of 16-bit samples, so that every target can hold it exactly.
@@ -84,24 +85,34 @@ struct DemoTarget {
     const char* fileName;
     SampleEncoding encoding;
     bool headerless;  // read again as raw samples
-    bool rootKey;
-    bool fineTune;
+    bool tuning;
     bool loop;
     bool name;
     std::array<bool, kWaveTexts> texts;  // artist, product, copyright, comment, engineer
 };
 
-// AIFF has no place for artist, product and engineer. Its key is written in whole semitones with the fine tune
-// in it, so a sound with a fine tune keeps neither exactly.
+// AIFF has no place for artist, product and engineer. Its key is written in whole semitones with the fine
+// tune in it, so a sound with a fine tune keeps neither exactly.
 constexpr DemoTarget kTargets[] = {
-    {"demo.wav", SampleEncoding::Pcm16, false, true, true, true, true, {true, true, true, true, true}},
-    {"demo.aif", SampleEncoding::Pcm24, false, false, false, true, true, {false, false, true, true, false}},
-    {"demo.sw", SampleEncoding::Pcm16, true, false, false, false, false, {}},
+    {"demo.wav", SampleEncoding::Pcm16, false, true, true, true, {true, true, true, true, true}},
+    {"demo.aif", SampleEncoding::Pcm24, false, false, true, true, {false, false, true, true, false}},
+    {"demo.sw", SampleEncoding::Pcm16, true, false, false, false, {}},
 };
 
 std::string loopText(const Waveform& wave) {
-    return wave.looped ? formatText("%s %.0f..%.0f", loopModeName(wave.loopMode), wave.loopStart, wave.loopEnd)
-                       : "none";
+    return wave.looped
+               ? formatText("%s %.0f..%.0f", loopModeName(wave.loopMode), wave.loopStart, wave.loopEnd)
+               : "none";
+}
+
+std::string tuningText(const Waveform& wave) {
+    return formatText("%s %+g cents", noteName(wave.rootKey, {}).c_str(),
+                      static_cast<double>(wave.tuningCents()));
+}
+
+// The pitch at which the samples sound as they are, in cents above MIDI note 0.
+float pitchCents(const Waveform& wave) {
+    return 100.0f * wave.rootKey - wave.tuningCents();
 }
 
 std::string soundText(const Waveform& original, const Waveform& found) {
@@ -112,7 +123,8 @@ std::string soundText(const Waveform& original, const Waveform& found) {
     float worst = 0;
     for (std::size_t i = 0; i < a.size(); ++i)
         worst = std::max(worst, std::abs(a[i] - b[i]));
-    return worst == 0 ? "bit for bit" : formatText("off by %.1f dB", 20 * std::log10(static_cast<double>(worst)));
+    return worst == 0 ? "bit for bit"
+                      : formatText("off by %.1f dB", 20 * std::log10(static_cast<double>(worst)));
 }
 
 void compare(const Waveform& original, const Waveform& found, const DemoTarget& target,
@@ -127,9 +139,9 @@ void compare(const Waveform& original, const Waveform& found, const DemoTarget& 
     add("rate", number(original.sampleRate) + " Hz", number(found.sampleRate) + " Hz", true);
     add("sound", "bit for bit", soundText(original, found), true);
     add("loop", loopText(original), loopText(found), target.loop);
-    add("root key", noteName(original.rootKey, {}), noteName(found.rootKey, {}), target.rootKey);
-    add("fine tune", formatText("%+g cents", static_cast<double>(original.tuningCents())),
-        formatText("%+g cents", static_cast<double>(found.tuningCents())), target.fineTune);
+    // A WAVE writer may take a fine tune of +39 cents as -61 cents from the next key down: the same pitch.
+    const bool samePitch = pitchCents(original) == pitchCents(found);
+    properties.push_back({"tuning", tuningText(original), tuningText(found), samePitch, target.tuning});
     add("name", original.name(), found.name(), target.name);
     for (std::size_t i = 0; i < kWaveTexts; ++i)
         add(waveTextName(static_cast<WaveText>(i)), original.texts[i], found.texts[i], target.texts[i]);

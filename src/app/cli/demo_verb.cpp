@@ -18,10 +18,12 @@ std::string propertyList(const DemoFile& file, bool kept, bool expected) {
     for (const DemoProperty& property : file.properties) {
         if (property.kept != kept || property.expected != expected)
             continue;
-        list += (list.empty() ? "" : ", ") + property.name + " " +
-                (kept ? property.original
-                      : "(" + property.original + " became " +
-                            (property.found.empty() ? "nothing" : property.found) + ")");
+        list += (list.empty() ? "" : ", ") + property.name;
+        const bool gone = property.found.empty() || property.found == "none";
+        if (kept)
+            list += " " + property.original;
+        else if (expected || !gone)
+            list += " (" + property.original + " became " + (gone ? "nothing" : property.found) + ")";
     }
     return list;
 }
@@ -42,10 +44,9 @@ int runDemo(const Arguments& arguments) {
             continue;
         output.add(displayText(utf8FromPath(file.path)) + ": " + std::string(rowDescription(file.type.row)) +
                    formatText(" (%d %%), ", file.type.confidence) + file.encoding + '\n');
-        for (const auto& [label, kept, expected] : {std::tuple{"kept", true, true},
-                                                    std::tuple{"kept by chance", true, false},
-                                                    std::tuple{"no room for", false, false},
-                                                    std::tuple{"LOST", false, true}}) {
+        for (const auto& [label, kept, expected] :
+             {std::tuple{"kept", true, true}, std::tuple{"kept by chance", true, false},
+              std::tuple{"no room for", false, false}, std::tuple{"LOST", false, true}}) {
             if (const std::string list = propertyList(file, kept, expected); !list.empty())
                 output.add("  " + std::string(label) + ": " + displayText(list) + '\n');
         }

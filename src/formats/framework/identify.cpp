@@ -36,24 +36,39 @@ std::string_view shortExtension(std::string_view fileName) {
     return extensionOf(fileName).substr(0, kLongestExtension);
 }
 
-int extensionBonus(int row, const FormatEntry& entry, std::string_view extension) {
-    if (!matchExtension(entry.extension, extension))
-        return 0;
-    return row == 0 ? 2 : 3;
-}
+// The bonus of a file's extension for each row. Most rows are ruled out by their first character alone, which is
+// what keeps looking at all of them cheap.
+class ExtensionBonus {
+  public:
+    explicit ExtensionBonus(std::string_view extension)
+        : extension_(extension), first_(extension.empty() ? '\0' : lowerAscii(extension[0])) {}
+
+    int of(int row, const FormatEntry& entry) const {
+        const char wanted = entry.extension[0];  // patterns are lower case
+        if (wanted != first_ && wanted != '*' && wanted != '?')
+            return 0;
+        if (!matchExtension(entry.extension, extension_))
+            return 0;
+        return row == 0 ? 2 : 3;
+    }
+
+  private:
+    std::string_view extension_;
+    char first_;
+};
 
 }  // namespace
 
 Identification identifyBytes(std::string_view fileName, std::span<const Byte> head, std::uint64_t fileSize) {
     if (fileSize == 0)
         return {};
-    const std::string_view extension = shortExtension(fileName);
+    const ExtensionBonus bonus(shortExtension(fileName));
     int best = -1;
     int bestScore = 0;
     int index = 0;
     for (const FormatEntry& row : FormatTable()) {
         if (row.read) {
-            const int score = row.probe(head, row.variant, fileSize) + extensionBonus(index, row, extension);
+            const int score = row.probe(head, row.variant, fileSize) + bonus.of(index, row);
             if (score > bestScore) {
                 best = index;
                 bestScore = score;
@@ -80,11 +95,11 @@ std::vector<IdentificationCandidate> explainIdentification(std::string_view file
                                                            std::span<const Byte> head,
                                                            std::uint64_t fileSize) {
     std::vector<IdentificationCandidate> candidates;
-    const std::string_view extension = shortExtension(fileName);
+    const ExtensionBonus bonuses(shortExtension(fileName));
     int index = 0;
     for (const FormatEntry& row : FormatTable()) {
         if (row.read) {
-            const int bonus = extensionBonus(index, row, extension);
+            const int bonus = bonuses.of(index, row);
             const int score = row.probe(head, row.variant, fileSize) + bonus;
             if (score > 0)
                 candidates.push_back({index, score, bonus > 0});

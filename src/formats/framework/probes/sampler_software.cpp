@@ -148,18 +148,12 @@ namespace {
 // What follows in an SFZ text. `position` moves behind it.
 enum class SfzToken { End, Header, Opcode, Include, Define, Other };
 
-constexpr std::string_view kBlanks = " \t\r\n";
-
-std::size_t orEnd(std::size_t position, std::string_view text) {
-    return position == std::string_view::npos ? text.size() : position;
-}
-
 void skipComments(std::string_view text, std::size_t& position) {
     for (;;) {
-        position = orEnd(text.find_first_not_of(kBlanks, position), text);
+        position = skipBlanks(text, position);
         const std::string_view rest = text.substr(position);
         if (rest.starts_with("//")) {
-            position = orEnd(text.find_first_of("\r\n", position), text);
+            position = lineEnd(text, position);
         } else if (rest.starts_with("/*")) {
             const std::size_t end = text.find("*/", position + 2);
             position = end == std::string_view::npos ? text.size() : end + 2;
@@ -191,7 +185,7 @@ SfzToken nextSfzToken(std::string_view text, std::size_t& position) {
         return SfzToken::Other;
     }
     if (rest.starts_with("#define $") || rest.starts_with("#include \"")) {
-        position = orEnd(text.find_first_of("\r\n", position), text);
+        position = lineEnd(text, position);
         return rest[1] == 'd' ? SfzToken::Define : SfzToken::Include;
     }
     std::size_t length = 0;

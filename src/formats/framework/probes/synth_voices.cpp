@@ -211,14 +211,18 @@ int rolandD50Bank(Head head, std::uint32_t, std::uint64_t fileSize) {
     constexpr std::size_t kPatches = 64;
     if (fileSize < kPatches * kPatch || fileSize > 2 * kPatches * kPatch || head.size() < kPatches * kPatch)
         return kNo;
-    // Names are 6-bit codes, all data 7-bit: the two tones' common blocks and the patch block hold names.
+    // The two tones' common blocks and the patch block begin with names of 6-bit codes; key mode and output
+    // mode have few values, and all data is 7-bit.
+    if (isZero(head, 6 * kBlock, 18))
+        return kNo;
     for (std::size_t i = 0; i < kPatches; ++i) {
         const Head patch = head.subspan(i * kPatch, kPatch);
-        if (!allAtMost(patch.subspan(2 * kBlock, 10), 63) || !allAtMost(patch.subspan(5 * kBlock, 10), 63) ||
-            !allAtMost(patch.subspan(6 * kBlock, 18), 63) || !allAtMost(patch, 127))
+        const Head settings = patch.subspan(6 * kBlock);
+        if (settings[18] > 8 || settings[29] > 3 || !allAtMost(settings.first(18), 63) ||
+            !allAtMost(patch.subspan(2 * kBlock, 10), 63) || !allAtMost(patch.subspan(5 * kBlock, 10), 63))
             return kNo;
     }
-    return isZero(head, 6 * kBlock, 18) ? kNo : kLikely;
+    return allAtMost(head.first(kPatches * kPatch), 127) ? kLikely : kNo;
 }
 
 int rolandMt32ControlRom(Head head, std::uint32_t, std::uint64_t fileSize) {

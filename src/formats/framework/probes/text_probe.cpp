@@ -7,7 +7,7 @@ namespace velor::probe {
 namespace {
 
 // How far a root element may lie behind the start: licence comments are long, but not longer.
-constexpr std::size_t kPrologLimit = 8192;
+constexpr std::size_t kPrologLimit = 4096;
 
 bool printable(Byte c) {
     return c >= 0x20 && c <= 0x7E;
@@ -50,8 +50,8 @@ RootElement rootElement(Head head) {
     const std::string_view text = asText(head.first(std::min(head.size(), kPrologLimit)));
     std::size_t position = text.starts_with("\xEF\xBB\xBF") ? 3 : 0;
     for (;;) {
-        position = text.find_first_not_of(" \t\r\n", position);
-        if (position == std::string_view::npos || text[position] != '<')
+        position = skipBlanks(text, position);
+        if (position == text.size() || text[position] != '<')
             return {};
         const std::string_view tag = text.substr(position);
         if (tag.starts_with("<?"))

@@ -1,0 +1,391 @@
+#include <gtest/gtest.h>
+
+#include "base/error.h"
+#include "base/ieee_extended.h"
+#include "formats/core/aiff_reader.h"
+#include "formats/core/aiff_writer.h"
+#include "formats/core/chunk_builder.h"
+#include "test_tools.h"
+
+namespace velor {
+namespace {
+
+using namespace test;
+
+constexpr int kAiffRow = 15;
+constexpr int kWaveRow = 478;
+
+// 44100 Hz as an 80-bit number: 1.3458251953125 × 2^15.
+const Bytes kRate44100 = Bytes().be16(0x400E).be32(0xAC440000).be32(0);
+
+Bytes common(unsigned channels, std::uint32_t frames, unsigned bits, const std::string& type = {},
+             const std::string& name = {}) {
+    Bytes bytes = Bytes().be16(channels).be32(frames).be16(bits).add(kRate44100);
+    if (!type.empty()) {
+        bytes.text(type).u8(static_cast<unsigned>(name.size())).text(name);
+        bytes.zeros((name.size() + 1) % 2);
+    }
+    return iffChunk("COMM", bytes);
+}
+Bytes sound(const Bytes& data, std::uint32_t offset = 0) {
+    return iffChunk("SSND", Bytes().be32(offset).be32(0).zeros(offset).add(data));
+}
+Bytes aiff(std::initializer_list<Bytes> chunks, const std::string& type = "AIFF") {
+    return form("FORM", type, chunks, true);
+}
+struct Marker {
+    unsigned id;
+    std::uint32_t position;
+    const char* name;
+};
+Bytes markers(std::initializer_list<Marker> list) {
+    Bytes bytes = Bytes().be16(static_cast<unsigned>(list.size()));
+    for (const Marker& each : list) {
+        const std::string name = each.name;
+        bytes.be16(each.id).be32(each.position).u8(static_cast<unsigned>(name.size())).text(name);
+        bytes.zeros((name.size() + 1) % 2);
+    }
+    return iffChunk("MARK", bytes);
+}
+struct PlayedLoop {
+    unsigned mode, begin, end;
+};
+Bytes instrument(unsigned note, unsigned detune, int gain, PlayedLoop sustain, PlayedLoop release) {
+    Bytes bytes = Bytes().u8(note).u8(detune).u8(0).u8(127).u8(0).u8(127).be16(static_cast<unsigned>(gain));
+    for (const PlayedLoop& loop : {sustain, release})
+        bytes.be16(loop.mode).be16(loop.begin).be16(loop.end);
+    return iffChunk("INST", bytes);
+}
+
+struct Aiff : testing::Test {
+    Aiff() { services.ui = &ui; }
+
+    Waveform* open(const Bytes& bytes) {
+        rewriteFile(folder / "take.aif", bytes);
+        ui.warnings.clear();
+        LastErrorText.clear();
+        if (!openFileAs(collection, folder / "take.aif", kAiffRow, services))
+            return nullptr;
+        return collection.all<Waveform>().front();
+    }
+    std::vector<Byte> save(Item& item, SampleEncoding encoding = SampleEncoding::None) {
+        SaveOptions options;
+        options.encoding = encoding;
+        if (!saveItem(&item, kAiffRow, folder / "out.aif", services, options))
+            return {};
+        return readFile(folder / "out.aif");
+    }
+
+    TemporaryFolder folder;
+    RecordingInterface ui;
+    PipelineServices services;
+    Collection collection;
+};
+
+TEST(IeeeExtended, RatesThereAndBack) {
+    for (const std::uint32_t rate :
+         {0u, 1u, 8000u, 22050u, 44100u, 48000u, 192000u, 0x80000000u, 0xFFFFFFFFu}) {
+        Byte bytes[kExtendedBytes];
+        storeExtended(bytes, rate);
+        EXPECT_EQ(integerFromExtended(bytes), rate);
+    }
+    const struct {
+        Bytes bytes;
+        std::int64_t value;
+    } cases[] = {
+        {kRate44100, 44100},
+        {Bytes().be16(0xC00E).be32(0xAC440000).be32(0), -44100},
+        {Bytes().be16(0x400D).be32(0xADDD1746).be32(0), 22254},  // 22254.5454…, an old Macintosh
+        {Bytes().be16(0x3FFE).be32(0xFFFFFFFF).be32(0), 0},      // below 1
+        {Bytes().be16(0x7FFF).zeros(8), 0x7FFFFFFF},             // infinity
+        {Bytes().be16(0x4100).be32(0x80000000).be32(0), 0x7FFFFFFF},
+        {Bytes().be16(0).be32(0x80000000).be32(0), 0},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(integerFromExtended(std::span<const Byte, kExtendedBytes>(each.bytes.data)), each.value);
+}
+
+TEST_F(Aiff, EveryCompressionTypeIsReadOrRefusedByName) {
+    struct Case {
+        const char* type;
+        unsigned bits;
+        Bytes data;  // one frame
+        float value;
+        int shownBits, format;
+    };
+    const Bytes half32 = Bytes().be32(0x40000100), half24 = Bytes().u8(0x40).u8(0).u8(1);
+    const Case plain[] = {
+        {"NONE", 8, Bytes().u8(0xC0), -0.5f, 8, 0},
+        {"none", 12, Bytes().be16(0x4010), 16400 / 32768.0f, 12, 1},
+        {"twos", 16, Bytes().be16(0x8001), -32767 / 32768.0f, 16, 1},
+        {"lpcm", 20, Bytes().u8(0x40).u8(0).u8(0x10), 4194320 / 8388608.0f, 20, 2},
+        {"sowt", 16, Bytes().u16(0x8001), -32767 / 32768.0f, 16, 1},
+        {"sowt", 24, Bytes().u8(1).u8(0).u8(0x40), 4194305 / 8388608.0f, 24, 2},
+        {"in24", 16, half24, 4194305 / 8388608.0f, 24, 2},
+        {"in32", 16, half32, 1073742080 / 2147483648.0f, 32, 3},
+        {"fl32", 16, Bytes().be32(0xC0200000), -2.5f, 32, 4},
+        {"fl64", 16, Bytes().be32(0x3FD00000).be32(0), 0.25f, 64, 4},
+        {"alaw", 16, Bytes().u8(0xAA), 32256 / 32768.0f, 8, 6},
+        {"ALAW", 16, Bytes().u8(0x2A), -32256 / 32768.0f, 8, 6},
+        {"ulaw", 16, Bytes().u8(0x80), 32124 / 32768.0f, 8, 5},
+        {"ULAW", 16, Bytes().u8(0x00), -32124 / 32768.0f, 8, 5},
+    };
+    for (const Case& each : plain) {
+        SCOPED_TRACE(each.type);
+        Waveform* waveform =
+            open(aiff({common(1, 1, each.bits, each.type, "x"), sound(each.data, 3)}, "AIFC"));
+        ASSERT_TRUE(waveform && waveform->loadSamples()) << LastErrorText;
+        ASSERT_EQ(waveform->frames, 1u);
+        EXPECT_EQ(waveform->samples()[0], each.value);
+        EXPECT_EQ(waveform->bits, each.shownBits);
+        EXPECT_EQ(static_cast<int>(waveform->format), each.format);
+        EXPECT_EQ(waveform->sampleRate, 44100u);
+    }
+    const struct {
+        const char* type;
+        int bits, format;
+        std::uint32_t frames;  // of 100 in COMM
+        const char* codec;
+    } codecs[] = {
+        {"ima4", 4, 7, 6400, "IMA ADPCM"},  {"IMA4", 4, 7, 6400, "IMA ADPCM"},
+        {"MAC3", 3, 7, 600, "MACE 3:1"},    {"MAC6", 1, 7, 600, "MACE 6:1"},
+        {"G721", 4, 7, 100, "G.721 ADPCM"}, {"G722", 4, 7, 100, "G.722"},
+        {"G723", 3, 7, 100, "G.723 ADPCM"}, {"G726", 3, 7, 100, "G.726 ADPCM"},
+        {"GSM ", 2, 7, 160, "GSM 6.10"},    {"DWVW", 3, 1, 100, "DWVW"},
+    };
+    for (const auto& each : codecs) {
+        SCOPED_TRACE(each.type);
+        Waveform* waveform =
+            open(aiff({common(1, 100, 3, each.type, "x"), sound(Bytes().zeros(50))}, "AIFC"));
+        ASSERT_TRUE(waveform) << LastErrorText;
+        EXPECT_EQ(waveform->bits, each.bits);
+        EXPECT_EQ(static_cast<int>(waveform->format), each.format);
+        EXPECT_EQ(waveform->frames, each.frames);
+        EXPECT_FALSE(waveform->loadSamples());
+        EXPECT_EQ(LastErrorText, std::string("Decoding ") + each.codec + " is not supported in this build");
+    }
+    const Bytes data = sound(Bytes().zeros(8));
+    const struct {
+        Bytes file;
+        const char* message;
+    } refused[] = {
+        {Bytes().text("RIFF").zeros(20), "No FORM starting IFF file"},
+        {aiff({common(1, 4, 16), data}, "8SVX"), "Not an AIFF, AIFC, MAUD type IFF-FORM"},
+        {aiff({common(3, 4, 16), data}), "Can't handle > 2 channel files"},
+        {aiff({common(0, 4, 16), data}), "No channels"},
+        {aiff({common(1, 4, 16, "QDMC", "Music"), data}, "AIFC"), "Unsupported compression type: Music"},
+        {aiff({common(1, 4, 16, "QDMC"), data}, "AIFC"), "Unsupported compression type: QDMC"},
+        {aiff({common(1, 4, 0), data}), "Unknown sample format or compression"},
+        {aiff({common(1, 4, 33), data}), "Unknown sample format or compression"},
+        {aiff({data}), "Unknown sample format or compression"},
+        {aiff({common(1, 4, 16)}), "No SSND data"},
+    };
+    for (const auto& each : refused) {
+        EXPECT_FALSE(open(each.file));
+        EXPECT_EQ(LastErrorText, each.message);
+        EXPECT_TRUE(collection.empty());
+    }
+}
+
+TEST_F(Aiff, InstrumentAndMarkersGiveKeyGainAndLoop) {
+    const Bytes marks = markers({{3, 10, "a"}, {1, 20, "bc"}, {7, 30, ""}, {9, 40, "end"}});
+    const Bytes body = sound(Bytes().zeros(200));
+    struct Case {
+        const char* what;
+        Bytes marks, inst;
+        LoopMode mode;
+        double start, end;
+        bool untilRelease;
+        float gain;
+    };
+    const Case cases[] = {
+        {"sustain", marks, instrument(72, 0xF6, -6, {1, 3, 1}, {1, 7, 9}), LoopMode::Forward, 10, 20, false,
+         -6},
+        {"until release", marks, instrument(72, 0xF6, 47, {2, 3, 9}, {0, 0, 0}), LoopMode::Alternating, 10,
+         40, true, 47},
+        {"release only", marks, instrument(72, 0xF6, 60, {0, 3, 1}, {1, 7, 9}), LoopMode::Forward, 30, 40,
+         false, 0},
+        {"none", marks, instrument(72, 0xF6, -97, {0, 3, 1}, {0, 7, 9}), LoopMode::None, 0, 0, false, 0},
+        {"no such marker", marks, instrument(72, 0xF6, -96, {1, 3, 2}, {0, 0, 0}), LoopMode::None, 0, 0,
+         false, -96},
+        {"empty MARK", markers({}), instrument(72, 0xF6, 0, {1, 3, 1}, {1, 3, 1}), LoopMode::None, 0, 0,
+         false, 0},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.what);
+        // Markers may stand on either side of the instrument.
+        for (const bool before : {true, false}) {
+            const Waveform* waveform = open(before ? aiff({common(1, 100, 16), each.marks, each.inst, body})
+                                                   : aiff({common(1, 100, 16), body, each.inst, each.marks}));
+            ASSERT_TRUE(waveform) << LastErrorText;
+            EXPECT_EQ(waveform->rootKey, 72);
+            EXPECT_EQ(waveform->fineTune, -10);
+            EXPECT_EQ(waveform->gain, each.gain);
+            EXPECT_EQ(waveform->loopMode, each.mode);
+            EXPECT_EQ(waveform->loopStart, each.start);
+            EXPECT_EQ(waveform->loopEnd, each.end);
+            EXPECT_EQ(waveform->loopUntilRelease, each.untilRelease);
+        }
+    }
+    const Waveform* waveform =
+        open(aiff({iffChunk("NAME", Bytes().text("Bell")), iffChunk("ANNO", Bytes().text("odd")),
+                   iffChunk("(c) ", Bytes().text(std::string(300, 'c'))), common(1, 100, 16), body}));
+    ASSERT_TRUE(waveform);
+    EXPECT_EQ(waveform->name(), "Bell");
+    EXPECT_EQ(waveform->text(WaveText::Comment), "odd");
+    EXPECT_EQ(waveform->text(WaveText::Copyright), std::string(256, 'c'));
+    EXPECT_EQ(waveform->rootKey, 60);
+}
+
+TEST_F(Aiff, MaudFromTheAmiga) {
+    const auto maud = [](std::uint32_t samples, unsigned bits, unsigned layout, unsigned coding,
+                         const Bytes& data) {
+        return form("FORM", "MAUD",
+                    {iffChunk("MHDR", Bytes()
+                                          .be32(samples)
+                                          .be16(bits)
+                                          .be16(bits)
+                                          .be32(88200)
+                                          .be16(4)
+                                          .be16(layout)
+                                          .be16(layout + 1)
+                                          .be16(coding)
+                                          .zeros(12)),
+                     iffChunk("MDAT", data)},
+                    true);
+    };
+    const struct {
+        Bytes file;
+        int channels;
+        std::vector<float> samples;
+    } cases[] = {
+        {maud(2, 8, 0, 0, Bytes().u8(0x80).u8(0xC0)), 1, {0, 0.5f}},
+        {maud(4, 16, 1, 0, Bytes().be16(0x4000).be16(0).be16(0x8000).be16(0)), 2, {0.5f, 0, -1, 0}},
+        {maud(1, 8, 0, 2, Bytes().u8(0xAA)), 1, {32256 / 32768.0f}},
+        {maud(1, 8, 0, 3, Bytes().u8(0x80)), 1, {32124 / 32768.0f}},
+    };
+    for (const auto& each : cases) {
+        Waveform* waveform = open(each.file);
+        ASSERT_TRUE(waveform && waveform->loadSamples()) << LastErrorText;
+        EXPECT_EQ(waveform->channels, each.channels);
+        EXPECT_EQ(waveform->sampleRate, 22050u);
+        EXPECT_EQ(std::vector<float>(waveform->samples().begin(), waveform->samples().end()), each.samples);
+    }
+    EXPECT_FALSE(open(maud(1, 8, 0, 9, Bytes().u8(0))));
+    EXPECT_EQ(LastErrorText, "Unknown sample format or compression");
+}
+
+TEST_F(Aiff, FilesAreWrittenByteForByte) {
+    Waveform* waveform = addWaveform(collection, "Bell", {0, 0.5f, -1});
+    EXPECT_EQ(save(*waveform, SampleEncoding::Pcm8),
+              aiff({common(1, 3, 8), instrument(60, 0, 0, {}, {}), sound(Bytes().u8(0).u8(0x40).u8(0x80)),
+                    iffChunk("NAME", Bytes().text("Bell").zeros(2))})
+                  .data);
+    waveform->setLoop(LoopMode::Alternating, 0.6, 2.4);
+    waveform->gain = 200;
+    waveform->text(WaveText::Comment) = "odd";
+    waveform->text(WaveText::Copyright) = "me";
+    EXPECT_EQ(
+        save(*waveform, SampleEncoding::Pcm24),
+        aiff({common(1, 3, 24), markers({{1, 1, "beg loop"}, {2, 2, "end loop"}}),
+              instrument(60, 0, 144, {2, 1, 2}, {2, 1, 2}),
+              sound(Bytes().zeros(3).u8(0x40).zeros(2).u8(0x80).zeros(2)),
+              iffChunk("NAME", Bytes().text("Bell").zeros(2)), iffChunk("(c) ", Bytes().text("me").zeros(2)),
+              iffChunk("ANNO", Bytes().text("odd").zeros(1))})
+            .data);
+    const struct {
+        int rootKey, fineTune, baseNote;
+    } notes[] = {{60, 0, 60}, {60, 30, 30}, {60, -30, 90}, {10, 30, 0}, {100, -50, 127}};
+    for (const auto& each : notes) {
+        waveform->rootKey = static_cast<std::uint8_t>(each.rootKey);
+        waveform->fineTune = static_cast<std::int8_t>(each.fineTune);
+        waveform->loopUntilRelease = true;
+        const auto bytes = save(*waveform, SampleEncoding::Pcm16);
+        const Bytes inst = instrument(static_cast<unsigned>(each.baseNote), 0, 144, {2, 1, 2}, {0, 0, 0});
+        EXPECT_TRUE(std::equal(inst.data.begin(), inst.data.end(), bytes.begin() + 12 + 26 + 42))
+            << each.fineTune;
+    }
+    EXPECT_TRUE(save(*waveform, SampleEncoding::Float32).empty());
+    OpenFile file;
+    file.ui = &ui;
+    EXPECT_FALSE(writeAiff(*collection.create<Instrument>("i"), file, 0));
+    EXPECT_EQ(LastErrorText, "The file format can not save this item");
+}
+
+TEST_F(Aiff, LoopsAndKeyTravelFromWaveAndBack) {
+    for (const LoopMode mode : {LoopMode::None, LoopMode::Forward, LoopMode::Alternating}) {
+        const auto samples = testSignal(999 * 2, 24);
+        Waveform* first = addWaveform(collection, "Pad C4", samples, 2, 32000);
+        first->rootKey = 48;
+        first->gain = -6;
+        first->bits = 24;
+        first->format = SampleFormat::Pcm24;
+        first->text(WaveText::Copyright) = "us";
+        if (mode != LoopMode::None)
+            first->setLoop(mode, 100, 900);
+        int row = kWaveRow;
+        for (const char* name : {"a.wav", "b.aif", "c.wav"}) {
+            Waveform* current = collection.all<Waveform>().front();
+            ASSERT_TRUE(saveItem(current, row, folder / name, services)) << LastErrorText;
+            ASSERT_TRUE(openFileAs(collection, folder / name, row, services)) << LastErrorText;
+            row = row == kWaveRow ? kAiffRow : kWaveRow;
+        }
+        Waveform* last = collection.all<Waveform>().front();
+        ASSERT_TRUE(last->loadSamples());
+        EXPECT_TRUE(std::ranges::equal(last->samples(), samples));
+        EXPECT_EQ(last->name(), "Pad C4");
+        EXPECT_EQ(last->bits, 24);
+        EXPECT_EQ(last->sampleRate, 32000u);
+        EXPECT_EQ(last->rootKey, 48);
+        EXPECT_EQ(last->text(WaveText::Copyright), "us");
+        EXPECT_EQ(last->loopMode, mode);
+        if (mode != LoopMode::None) {
+            EXPECT_EQ(last->loopStart, 100);
+            EXPECT_EQ(last->loopEnd, 900);
+        }
+        collection.clear();
+    }
+}
+
+TEST_F(Aiff, HostileFilesEndWellOrWithAMessage) {
+    const Bytes whole = aiff({iffChunk("FVER", Bytes().be32(0xA2805140)), common(2, 40, 16, "sowt", "little"),
+                              markers({{1, 5, "beg"}, {2, 30, "end"}}),
+                              instrument(60, 0, 0, {1, 1, 2}, {1, 1, 2}), sound(Bytes().fill(160, 0x33), 2),
+                              iffChunk("NAME", Bytes().text("name")), iffChunk("ANNO", Bytes().text("x"))},
+                             "AIFC");
+    ASSERT_TRUE(open(whole)) << LastErrorText;
+    const auto survive = [this](const Bytes& file) {
+        Waveform* waveform = open(file);
+        if (waveform && waveform->loadSamples()) {
+            EXPECT_LE(waveform->samples().size(), file.size());
+        } else {
+            EXPECT_FALSE(LastErrorText.empty());
+        }
+    };
+    for (std::size_t size = 1; size < whole.size(); ++size) {
+        Bytes cut = whole;
+        cut.data.resize(size);
+        SCOPED_TRACE(size);
+        survive(cut);
+    }
+    Bytes file = whole;
+    for (std::size_t at = 4; at + 4 <= file.size(); at += 2) {
+        const auto kept = loadLe<std::uint32_t>(file.data.data() + at);
+        for (const std::uint32_t lie : {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+            storeBe(file.data.data() + at, lie);
+            SCOPED_TRACE(formatText("0x%x at %d", lie, static_cast<int>(at)));
+            survive(file);
+        }
+        storeLe(file.data.data() + at, kept);
+    }
+    Bytes truncated = whole;
+    truncated.data.resize(12 + 12 + 8 + 30 + 8 + 22 + 28 + 8 + 10 + 40);
+    Waveform* waveform = open(truncated);
+    ASSERT_TRUE(waveform && waveform->loadSamples()) << LastErrorText;
+    EXPECT_EQ(ui.warnings.size(), 1u);
+    EXPECT_LT(waveform->frames, 40u);
+    EXPECT_GT(waveform->frames, 0u);
+}
+
+}  // namespace
+}  // namespace velor
