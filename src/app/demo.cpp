@@ -22,8 +22,8 @@ constexpr std::uint32_t kFrames = 44100;  // one second
 constexpr std::uint32_t kPeriod = 196;    // frames: 225 Hz
 constexpr std::uint32_t kLoopStart = kPeriod * 112;
 constexpr std::uint32_t kLoopEnd = kPeriod * 224;
-constexpr std::uint8_t kRootKey = 57;  // A3 is 220 Hz …
-constexpr std::int8_t kFineTune = 39;  // … and 225 Hz lies 39 cents above it
+constexpr std::uint8_t kRootKey = 57;   // A3 is 220 Hz; 225 Hz lies 39 cents above it, which the
+constexpr std::int8_t kFineTune = -39;  // fine tune takes away again
 
 }  // namespace
 
