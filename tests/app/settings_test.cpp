@@ -135,6 +135,7 @@ TEST(SettingsStore, MissingAndUnfitValuesAreDefaults) {
                       {"app.cOctMidC", std::uint32_t{5}},               // wrong kind
                       {"mid2wav.dwSampleRate", SettingValue("22050")},  // wrong kind
                       {"aio.szAudioOutDev", SettingValue(std::string(65, 'd'))},
+                      {"aio.fdbMixGain", std::uint32_t{0x7FC00000}},  // not a number
                       {"aio.szAudioInSampleRate", std::uint32_t{96000}},
                       {"somebody.else", SettingValue("kept")}};
     SettingsStore store;
@@ -146,7 +147,8 @@ TEST(SettingsStore, MissingAndUnfitValuesAreDefaults) {
     EXPECT_EQ(store.getNumber("mid2wav.dwSampleRate"), 48000);
     EXPECT_EQ(store.getText("aio.szAudioOutDev"), "Windows default");
     EXPECT_EQ(store.getNumber("aio.szAudioInSampleRate"), 96000);
-    EXPECT_EQ(store.warnings().size(), 5u);
+    EXPECT_EQ(store.getFloat("aio.fdbMixGain"), 0.0F);
+    EXPECT_EQ(store.warnings().size(), 6u);
 
     ASSERT_TRUE(store.save(backend));
     const SettingValues expected{{"APP.BDISPLOBANK", bytes({1})},
