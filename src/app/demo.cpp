@@ -179,9 +179,10 @@ bool saveDemoFile(Item* item, int row, const fs::path& path, PipelineServices& s
     std::error_code error;
     if (!fs::exists(path, error))
         return saveItem(item, row, path, services, save);
-    const Scratch scratch(path.parent_path() / ("new-" + path.filename().string()));
-    if (fs::exists(scratch.path(), error))
-        return fail(utf8FromPath(scratch.path()) + " is in the way");
+    const fs::path beside = path.parent_path() / ("new-" + path.filename().string());
+    if (fs::exists(beside, error))
+        return fail(utf8FromPath(beside) + " is in the way");
+    const Scratch scratch(beside);
     if (!saveItem(item, row, scratch.path(), services, save))
         return false;
     return sameContent(path, scratch.path()) ||

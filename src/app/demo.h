@@ -1,4 +1,5 @@
-// A conversion that needs no file of the user's: an example sound, written, converted, read again and compared.
+// A conversion that needs no file of the user's: an example sound, written, converted, read again and
+// compared.
 #pragma once
 
 #include <filesystem>
@@ -11,8 +12,8 @@
 
 namespace velor {
 
-// A decaying harmonic tone in stereo, 44100 frames at 44100 Hz, with a loop of whole periods, root key, fine tune
-// and texts. The same samples on every machine. nullptr when memory is exhausted.
+// A decaying harmonic tone in stereo, 44100 frames at 44100 Hz, with a loop of whole periods, root key, fine
+// tune and texts. The same samples on every machine. nullptr when memory is exhausted.
 Waveform* createDemoSound(Collection& collection);
 
 // One property of the sound after a trip through a file.
@@ -37,8 +38,8 @@ struct DemoReport {
     bool lost() const;
 };
 
-// Writes demo.wav, demo.aif and demo.sw into the folder, which is made when it is missing. A file of these names
-// with other content than the demo's own is left alone and makes it fail. False with LastErrorText.
+// Writes demo.wav, demo.aif and demo.sw into the folder, which is made when it is missing. A file of these
+// names with other content than the demo's own is left alone and makes it fail. False with LastErrorText.
 bool runDemo(const std::filesystem::path& folder, UserInterface& ui, DemoReport& report);
 
 }  // namespace velor

@@ -49,7 +49,8 @@ std::string unknownName(std::string_view what, std::string_view name,
     const std::string compact = compactName(name);
     std::vector<std::pair<std::size_t, const std::string*>> ranked;
     for (const std::string& each : candidates)
-        ranked.emplace_back(std::min(editDistance(name, each), editDistance(compact, compactName(each))), &each);
+        ranked.emplace_back(std::min(editDistance(name, each), editDistance(compact, compactName(each))),
+                            &each);
     std::stable_sort(ranked.begin(), ranked.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     std::string list;

@@ -39,6 +39,7 @@ ParseResult parseCommandLine(std::vector<std::string> arguments);
 
 // `unknown WHAT "NAME"; nearest: a, b, c`.
 // What is not as it is shown in full may be meant by a short form: "pcm25" is near "PCM 24-bit".
-std::string unknownName(std::string_view what, std::string_view name, const std::vector<std::string>& candidates);
+std::string unknownName(std::string_view what, std::string_view name,
+                        const std::vector<std::string>& candidates);
 
 }  // namespace velor::cli

@@ -1,6 +1,6 @@
-// Completion scripts for shells. All four follow one plan: find the verb among the words so far; after an option
-// that takes a value offer its values, files or folders; after a dash offer the verb's options; else what the
-// verb takes.
+// Completion scripts for shells. All four follow one plan: find the verb among the words so far; after an
+// option that takes a value offer its values, files or folders; after a dash offer the verb's options; else
+// what the verb takes.
 #include "app/cli/help_text.h"
 #include "app/cli/option_table.h"
 
@@ -105,7 +105,8 @@ std::string bashScript() {
         "_velor_paths() {\n"
         "    local each\n"
         "    compopt -o filenames 2>/dev/null\n"
-        "    while IFS= read -r each; do COMPREPLY+=(\"$each\"); done < <(compgen \"$1\" -- \"$_velor_word\")\n"
+        "    while IFS= read -r each; do COMPREPLY+=(\"$each\"); done < <(compgen \"$1\" -- "
+        "\"$_velor_word\")\n"
         "}\n"
         "_velor() {\n"
         "    local _velor_word=\"${COMP_WORDS[COMP_CWORD]}\" before=\"\" verb=\"\" i\n"
@@ -113,7 +114,9 @@ std::string bashScript() {
         "    ((COMP_CWORD > 0)) && before=\"${COMP_WORDS[COMP_CWORD - 1]}\"\n"
         "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
         "        case \"${COMP_WORDS[i]}\" in\n"
-        "            " + verbPattern + ") verb=\"${COMP_WORDS[i]}\"; break ;;\n"
+        "            " +
+        verbPattern +
+        ") verb=\"${COMP_WORDS[i]}\"; break ;;\n"
         "        esac\n"
         "    done\n"
         "    case \"$verb:$before\" in\n";
@@ -134,7 +137,8 @@ std::string bashScript() {
     script +=
         "    esac\n"
         "    case \"$verb:$_velor_word\" in\n"
-        "        :*) _velor_offer " + joined(verbs, shellQuote) + "; _velor_paths -f ;;\n";
+        "        :*) _velor_offer " +
+        joined(verbs, shellQuote) + "; _velor_paths -f ;;\n";
     forEachVerb([&](const VerbSpec& verb) {
         script += "        " + std::string(verb.name) + ":-*) _velor_offer " +
                   joined(optionWords(verb), shellQuote) + " ;;\n";
@@ -161,7 +165,9 @@ std::string zshScript() {
         "    local -a offered\n"
         "    for ((i = 2; i < CURRENT; i++)); do\n"
         "        case $words[i] in\n"
-        "            (" + verbPattern + ") verb=$words[i]; break ;;\n"
+        "            (" +
+        verbPattern +
+        ") verb=$words[i]; break ;;\n"
         "        esac\n"
         "    done\n"
         "    case \"$verb:$before\" in\n";
@@ -212,10 +218,10 @@ std::string fishScript() {
     forEachVerb([&](const VerbSpec& verb) {
         script += "complete -c velor -f -n __fish_use_subcommand -a " + std::string(verb.name) + " -d " +
                   fishQuote(verb.summary) + "\n";
-        const std::string condition =
-            " -n '__fish_seen_subcommand_from " + std::string(verb.name) + "'";
+        const std::string condition = " -n '__fish_seen_subcommand_from " + std::string(verb.name) + "'";
         if (const auto words = positionalWords(verb); !words.empty())
-            script += "complete -c velor -f" + condition + " -a " + fishQuote(joined(words, fishQuote)) + "\n";
+            script +=
+                "complete -c velor -f" + condition + " -a " + fishQuote(joined(words, fishQuote)) + "\n";
         else if (takesFiles(verb))
             script += "complete -c velor -F" + condition + "\n";
         forEachOption(verb, [&](const OptionSpec& option) {
@@ -242,10 +248,13 @@ std::string powerShellScript() {
         "# PowerShell completion for velor\n"
         "Register-ArgumentCompleter -Native -CommandName velor, velor.exe -ScriptBlock {\n"
         "    param($word, $commandAst, $cursor)\n"
-        "    $verbs = @(" + joined(verbNames(), powerQuote, ", ") + ")\n"
+        "    $verbs = @(" +
+        joined(verbNames(), powerQuote, ", ") +
+        ")\n"
         "    $options = @{\n";
     forEachVerb([&](const VerbSpec& verb) {
-        script += "        " + powerQuote(verb.name) + " = @(" + joined(optionWords(verb), powerQuote, ", ") + ")\n";
+        script += "        " + powerQuote(verb.name) + " = @(" + joined(optionWords(verb), powerQuote, ", ") +
+                  ")\n";
     });
     script += "    }\n    $words = @{\n";
     forEachVerb([&](const VerbSpec& verb) {
@@ -263,7 +272,8 @@ std::string powerShellScript() {
     });
     return script +
            "    }\n"
-           "    $before = @($commandAst.CommandElements | Where-Object { $_.Extent.EndOffset -lt $cursor } |\n"
+           "    $before = @($commandAst.CommandElements | Where-Object { $_.Extent.EndOffset -lt $cursor } "
+           "|\n"
            "        ForEach-Object { $_.Extent.Text.Trim('\"', \"'\") })\n"
            "    $verb = $before | Select-Object -Skip 1 | Where-Object { $verbs -contains $_ } |\n"
            "        Select-Object -First 1\n"
@@ -273,8 +283,10 @@ std::string powerShellScript() {
            "        elseif ($word.StartsWith('-')) { $options[$verb] }\n"
            "        else { $words[$verb] }\n"
            "    $typed = $word.Trim('\"', \"'\")\n"
-           "    $offered | Where-Object { $_ -and $_.StartsWith($typed, 'OrdinalIgnoreCase') } | ForEach-Object {\n"
-           "        $text = if ($_ -match \"[\\s'()]\") { \"'\" + $_.Replace(\"'\", \"''\") + \"'\" } else { $_ }\n"
+           "    $offered | Where-Object { $_ -and $_.StartsWith($typed, 'OrdinalIgnoreCase') } | "
+           "ForEach-Object {\n"
+           "        $text = if ($_ -match \"[\\s'()]\") { \"'\" + $_.Replace(\"'\", \"''\") + \"'\" } else { "
+           "$_ }\n"
            "        [System.Management.Automation.CompletionResult]::new($text, $_, 'ParameterValue', $_)\n"
            "    }\n"
            "}\n";

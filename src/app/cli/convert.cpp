@@ -76,8 +76,8 @@ class Receipt {
         const std::size_t received = totals_.done + totals_.skipped + totals_.failed;
         if (planned > 1)
             terminal_.note("", formatText("%zu %s, %zu with warnings, %zu skipped, %zu failed", totals_.done,
-                                          request_.dryRun ? "to do" : "done", totals_.warned,
-                                          totals_.skipped, totals_.failed));
+                                          request_.dryRun ? "to do" : "done", totals_.warned, totals_.skipped,
+                                          totals_.failed));
         if (interruptRequested()) {
             terminal_.failure("", received < planned
                                       ? formatText("interrupted; %zu not begun", planned - received)

@@ -30,7 +30,8 @@ bool checkTarget(Item& item, int row, const SaveOptions& choices) {
     for (const Waveform* wave : item.owner().waveformsOf(item)) {
         if (save.encoding != SampleEncoding::None && encodingFor(save, *wave) != save.encoding)
             return fail("\"" + description + "\" files can not store " +
-                        std::string(encodingName(save.encoding)) + "; they store " + encodingList(save.flags));
+                        std::string(encodingName(save.encoding)) + "; they store " +
+                        encodingList(save.flags));
         if (channelsFor(save, wave->channels) == 0)
             return fail(formatText("\"%s\" files can not store %d channel%s", description.c_str(),
                                    save.channels, pluralSuffix(static_cast<unsigned>(save.channels))));
@@ -88,9 +89,10 @@ class FileConverter {
         if (!chooseItems(collection, request_, task_.extension, choice))
             return failed(LastErrorText);
         if (task_.standardOutput && choice.items.size() > 1)
-            return failed(formatText("gives %zu files, which do not fit on standard output; choose one "
-                                     "with --item",
-                                     choice.items.size()));
+            return failed(
+                formatText("gives %zu files, which do not fit on standard output; choose one "
+                           "with --item",
+                           choice.items.size()));
         services_.ui = &ui_;
         services_.load = request_.read.load;
         for (std::size_t i = 0; i < choice.items.size() && !ui_.aborted(); ++i) {
@@ -143,8 +145,8 @@ class FileConverter {
 
     fs::path pathFor(const Item& item, std::size_t index, std::size_t count) const {
         if (count == 1 && request_.nameTemplate.empty())
-            return task_.folder / pathFromUtf8(task_.extension.empty() ? task_.stem
-                                                                       : task_.stem + "." + task_.extension);
+            return task_.folder /
+                   pathFromUtf8(task_.extension.empty() ? task_.stem : task_.stem + "." + task_.extension);
         const std::string& nameTemplate =
             request_.nameTemplate.empty() ? std::string(kDefaultNameTemplate) : request_.nameTemplate;
         return task_.folder /

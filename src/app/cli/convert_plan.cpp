@@ -40,9 +40,8 @@ std::string readRow(const Arguments& arguments, ConvertRequest& request) {
             return formatText("row %d, \"%s\", can not be written", request.row,
                               formatRow(request.row)->description);
     } else if (arguments.has("type")) {
-        const std::string extension = request.extension.empty()
-                                          ? std::string(extensionOf(request.output))
-                                          : request.extension;
+        const std::string extension =
+            request.extension.empty() ? std::string(extensionOf(request.output)) : request.extension;
         request.row = findWriterByDescription(arguments.value("type"), extension);
     }
     return {};
@@ -67,12 +66,12 @@ std::string readExtension(const Arguments& arguments, ConvertRequest& request) {
     const std::string fileName = utf8FromPath(pathFromUtf8(request.output).filename());
     if (request.extension.empty()) {
         if (fileName.find('.') == std::string::npos)
-            return "\"" + request.output + "\" has no extension: say with --to, --type or --row what to write";
+            return "\"" + request.output +
+                   "\" has no extension: say with --to, --type or --row what to write";
         request.extension = extensionOf(fileName);
     }
     if (findWriterByExtension("x." + request.extension) < 0)
-        return unknownName("extension to write", request.extension,
-                           choicesOf(ValueKind::WriteExtension, ""));
+        return unknownName("extension to write", request.extension, choicesOf(ValueKind::WriteExtension, ""));
     return {};
 }
 
@@ -97,9 +96,9 @@ std::string readConvertRequest(const Arguments& arguments, ConvertRequest& reque
     request.save.channels = static_cast<int>(arguments.whole("channels", 0));
     request.save.quality = arguments.number("quality", -1);
     int policies = 0;
-    for (const auto& [name, policy] : {std::pair{"overwrite", ExistingOutputs::Overwrite},
-                                       std::pair{"skip-existing", ExistingOutputs::Skip},
-                                       std::pair{"rename", ExistingOutputs::Rename}}) {
+    for (const auto& [name, policy] :
+         {std::pair{"overwrite", ExistingOutputs::Overwrite},
+          std::pair{"skip-existing", ExistingOutputs::Skip}, std::pair{"rename", ExistingOutputs::Rename}}) {
         if (arguments.has(name)) {
             request.existing = policy;
             ++policies;
@@ -209,7 +208,8 @@ class Planner {
 
   private:
     static fs::path outputOf(const ConvertTask& task) {
-        return task.folder / pathFromUtf8(task.extension.empty() ? task.stem : task.stem + "." + task.extension);
+        return task.folder /
+               pathFromUtf8(task.extension.empty() ? task.stem : task.stem + "." + task.extension);
     }
 
     ConvertTask& addTask(const std::string& shown, const fs::path& path) {
@@ -289,8 +289,7 @@ class Planner {
             std::error_code ignored;
             if (entry.is_directory(ignored)) {
                 // Neither in circles through links, nor through the results of an earlier run.
-                const bool ownOutput =
-                    !request_.folder.empty() && isInside(entry.path(), request_.folder);
+                const bool ownOutput = !request_.folder.empty() && isInside(entry.path(), request_.folder);
                 if (!entry.is_symlink(ignored) && !ownOutput)
                     addFolderContent(each, entry.path(), subFolder / name);
             } else if (entry.is_regular_file(ignored)) {

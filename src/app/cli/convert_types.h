@@ -15,9 +15,9 @@ enum class ExistingOutputs { Keep, Overwrite, Skip, Rename };
 // The choices that hold for all inputs.
 struct ConvertRequest {
     ReadChoices read;
-    int row = -1;           // the row to write, -1: by extension
-    std::string extension;  // to write; empty with -o or with a row
-    std::string output;     // -o; "-" is the standard output
+    int row = -1;                  // the row to write, -1: by extension
+    std::string extension;         // to write; empty with -o or with a row
+    std::string output;            // -o; "-" is the standard output
     std::filesystem::path folder;  // -d; empty: beside each input, or the folder of -o
     std::string item;              // --item
     std::string nameTemplate;      // --name-template; empty: the default
@@ -30,13 +30,13 @@ struct ConvertRequest {
 
 // One input with the place its output goes to.
 struct ConvertTask {
-    std::string shown;            // how messages name the input
-    std::filesystem::path input;  // absolute
+    std::string shown;             // how messages name the input
+    std::filesystem::path input;   // absolute
     std::filesystem::path folder;  // absolute, of the outputs
     std::string stem;
     std::string extension;
     bool standardOutput = false;
-    bool makeFolder = false;    // the output folder may be made
+    bool makeFolder = false;     // the output folder may be made
     bool foundInFolder = false;  // not named by the user: what is no supported type is skipped
     std::string problem;         // set: the task fails with this, nothing is read
 };

@@ -82,8 +82,14 @@ class WorkerPool {
     WorkerPool(const Arguments& arguments, const ConvertRequest& request,
                const std::vector<ConvertTask>& tasks, Terminal& terminal,
                const std::function<void(const ConvertTask&, ConvertResult)>& done)
-        : arguments_(arguments), request_(request), tasks_(tasks), terminal_(terminal), done_(done),
-          results_(tasks.size()), talk_(tasks.size()), program_(executablePath()) {}
+        : arguments_(arguments),
+          request_(request),
+          tasks_(tasks),
+          terminal_(terminal),
+          done_(done),
+          results_(tasks.size()),
+          talk_(tasks.size()),
+          program_(executablePath()) {}
 
     void run() {
         while (reported_ < tasks_.size()) {

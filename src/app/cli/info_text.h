@@ -8,7 +8,8 @@
 
 namespace velor::cli {
 
-// Lines with line ends. `collection` is nullptr when the file could not be read; `tree` adds layers and regions.
+// Lines with line ends. `collection` is nullptr when the file could not be read; `tree` adds layers and
+// regions.
 std::string infoText(const FileReport& report, const Collection* collection, const NoteNaming& naming,
                      bool tree);
 

@@ -146,8 +146,8 @@ bool chooseItems(Collection& collection, const ConvertRequest& request, std::str
     const int row = request.row >= 0 ? request.row : findWriterByExtension("x." + std::string(extension));
     if (row < 0)
         return fail("No file type with the extension \"" + std::string(extension) + "\" can be written");
-    return fail("\"" + std::string(rowDescription(row)) + "\" files hold " + kindsText(formatRow(row)->kinds) +
-                "; this file has none");
+    return fail("\"" + std::string(rowDescription(row)) + "\" files hold " +
+                kindsText(formatRow(row)->kinds) + "; this file has none");
 }
 
 }  // namespace velor::cli

@@ -19,8 +19,8 @@ struct ItemChoice {
 bool chooseItems(Collection& collection, const ConvertRequest& request, std::string_view extension,
                  ItemChoice& choice);
 
-// The row for --type: the first that writes this description, of the extension when one is given. -1 when there
-// is none.
+// The row for --type: the first that writes this description, of the extension when one is given. -1 when
+// there is none.
 int findWriterByDescription(std::string_view description, std::string_view extension);
 
 // `Could not …; it holds …`: what a row can store, for messages.

@@ -163,8 +163,8 @@ Json reportHead(const FileReport& report) {
     json["ok"] = report.ok;
     json["error"] = displayText(report.error);
     json["row"] = report.type.row;
-    json["description"] = report.type.row < 0 ? std::string("Unknown file type")
-                                              : std::string(rowDescription(report.type.row));
+    json["description"] =
+        report.type.row < 0 ? std::string("Unknown file type") : std::string(rowDescription(report.type.row));
     json["confidence"] = report.type.confidence;
     return json;
 }

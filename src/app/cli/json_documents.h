@@ -1,5 +1,5 @@
-// The machine-readable outputs. All texts are valid UTF-8 whatever the files held. One object per line, so that
-// documents can be built piece by piece and read by people too.
+// The machine-readable outputs. All texts are valid UTF-8 whatever the files held. One object per line, so
+// that documents can be built piece by piece and read by people too.
 #pragma once
 
 #include <string>

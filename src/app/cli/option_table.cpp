@@ -17,11 +17,13 @@ constexpr OptionSpec kCommon[] = {
     {"quiet", 'q', nullptr, "Say only what failed."},
     {"verbose", 'v', nullptr, "Also say what is being done."},
     {"progress", 0, "MODE",
-     "How progress is shown on standard error: auto (a bar when that is a terminal), bar, json (one object per "
+     "How progress is shown on standard error: auto (a bar when that is a terminal), bar, json (one object "
+     "per "
      "line) or none.",
      ValueKind::Words, "auto|bar|json|none"},
     {"answer", 0, "KEY=LABEL",
-     "Answers the question KEY with the button LABEL. Without an answer the default button is taken and said.",
+     "Answers the question KEY with the button LABEL. Without an answer the default button is taken and "
+     "said.",
      ValueKind::Text, "", true},
     {"help", 'h', nullptr, "Show help and end."},
     {"version", 'V', nullptr, "Show the version and end."},
@@ -34,13 +36,9 @@ constexpr OptionSpec kSource{
     "source", 0, "LAYOUT",
     "Read the inputs as raw samples of this layout: an encoding, then any of big, little, unsigned, signed, "
     "planar, interleaved, channels=1|2, rate=HZ, offset=BYTES, parted by commas."};
-constexpr OptionSpec kLoad{"load",
-                           0,
-                           "KEY=VALUE",
-                           "Sets a load option for this run, for example load.bAutoSplitStereo=1.",
-                           ValueKind::Text,
-                           "",
-                           true};
+constexpr OptionSpec kLoad{
+    "load",          0,  "KEY=VALUE", "Sets a load option for this run, for example load.bAutoSplitStereo=1.",
+    ValueKind::Text, "", true};
 constexpr OptionSpec kJson{"json", 0, nullptr, "Print one JSON document on standard output."};
 
 constexpr OptionSpec kConvert[] = {
@@ -81,8 +79,7 @@ constexpr OptionSpec kConvert[] = {
 constexpr OptionSpec kInfo[] = {
     {"tree", 't', nullptr, "Show layers and regions too."}, kFrom, kSource, kLoad, kJson};
 
-constexpr OptionSpec kIdentify[] = {
-    {"explain", 0, nullptr, "Show every type that fits, best first."}, kJson};
+constexpr OptionSpec kIdentify[] = {{"explain", 0, nullptr, "Show every type that fits, best first."}, kJson};
 
 constexpr OptionSpec kFormats[] = {
     {"readable", 0, nullptr, "Only types that this build reads."},
@@ -133,14 +130,18 @@ constexpr const char* kHelpExamples[] = {"velor help convert", "velor help --man
 constexpr VerbSpec kVerbs[] = {
     {"convert", "Convert files from any readable to any writable type.",
      "IN... (-o FILE | --to EXT [-d DIR]) [options]",
-     "Reads each input and writes it as another type. The type written follows from the extension of -o, from "
+     "Reads each input and writes it as another type. The type written follows from the extension of -o, "
+     "from "
      "--to, or from --type or --row. A bank that goes to a type for single sounds gives one file per sound. "
-     "Samples keep their encoding and rate wherever the new type allows it. Outputs that exist are kept, which "
-     "counts as a failure, unless --overwrite, --skip-existing or --rename says otherwise. \"velor IN OUT\" is "
+     "Samples keep their encoding and rate wherever the new type allows it. Outputs that exist are kept, "
+     "which "
+     "counts as a failure, unless --overwrite, --skip-existing or --rename says otherwise. \"velor IN OUT\" "
+     "is "
      "the short form for one file.",
      kConvert, kInputs, kConvertExamples, runConvert},
     {"info", "Show what is in files.", "FILE... [--tree] [--json]",
-     "Reads each file and shows its type and its items: instruments, sounds with their loops, tuning and texts, "
+     "Reads each file and shows its type and its items: instruments, sounds with their loops, tuning and "
+     "texts, "
      "songs.",
      kInfo, kFilesIn, kInfoExamples, runInfo},
     {"identify", "Name the type of files without reading them whole.", "FILE... [--explain] [--json]",
@@ -150,15 +151,26 @@ constexpr VerbSpec kVerbs[] = {
      "Lists the format table: R and W tell what a type can do, in lower case what this build can not do yet.",
      kFormats, kFormatName, kFormatsExamples, runFormats},
     {"settings", "Show and change the settings.", "list [--changed] | get KEY | set KEY VALUE | reset KEY",
-     "The desktop program uses the same settings. A list can be kept and used as a settings file. \"reset\" takes "
-     "a setting, a group such as load, or all.", kSettings, kSettingsArguments,
-     kSettingsExamples, runSettings},
-    {"demo", "Convert an example sound and show what was kept.", "[-d DIR]",
+     "The desktop program uses the same settings. A list can be kept and used as a settings file. \"reset\" "
+     "takes "
+     "a setting, a group such as load, or all.",
+     kSettings, kSettingsArguments, kSettingsExamples, runSettings},
+    {"demo",
+     "Convert an example sound and show what was kept.",
+     "[-d DIR]",
      "Makes a short looped, tuned and tagged stereo sound, writes it as a WAVE file, converts that to other "
      "types, reads those again and compares.",
-     kDemo, {}, kDemoExamples, runDemo},
-    {"completion", "Print a completion script for a shell.", "bash | zsh | fish | powershell",
-     "Prints a script that completes verbs, options and their values.", {}, kShell, kCompletionExamples,
+     kDemo,
+     {},
+     kDemoExamples,
+     runDemo},
+    {"completion",
+     "Print a completion script for a shell.",
+     "bash | zsh | fish | powershell",
+     "Prints a script that completes verbs, options and their values.",
+     {},
+     kShell,
+     kCompletionExamples,
      runCompletion},
     {"help", "Explain a verb.", "[VERB] [--man]", "Shows the help of a verb, or of all.", kHelp, kHelpVerb,
      kHelpExamples, runHelp},

@@ -1,5 +1,5 @@
-// Every verb with its options, as data. The parser, the help texts, the man page and the shell completions are
-// all made from this table, so an option exists in all of them or in none.
+// Every verb with its options, as data. The parser, the help texts, the man page and the shell completions
+// are all made from this table, so an option exists in all of them or in none.
 #pragma once
 
 #include <span>
@@ -16,20 +16,20 @@ enum class ValueKind {
     Text,
     File,
     Folder,
-    Words,            // one of a fixed list
-    Whole,            // a whole number from 1 on
-    Number,           // a number from 0 on
-    Encoding,         // a sample encoding by name
-    ReadExtension,    // an extension that some row reads
-    WriteExtension,   // an extension that some row writes
-    WriteType,        // the description of a row that writes
-    Setting,          // the key of a setting
+    Words,           // one of a fixed list
+    Whole,           // a whole number from 1 on
+    Number,          // a number from 0 on
+    Encoding,        // a sample encoding by name
+    ReadExtension,   // an extension that some row reads
+    WriteExtension,  // an extension that some row writes
+    WriteType,       // the description of a row that writes
+    Setting,         // the key of a setting
     Verb,
 };
 
 struct OptionSpec {
-    const char* name;  // long name without the dashes
-    char letter = 0;   // short form, 0 for none
+    const char* name;                // long name without the dashes
+    char letter = 0;                 // short form, 0 for none
     const char* argument = nullptr;  // what help calls the value; nullptr for a switch
     const char* help = "";
     ValueKind kind = ValueKind::Text;
@@ -70,7 +70,8 @@ const VerbSpec* findVerb(std::string_view name);
 // Looks among the verb's own options and the common ones; nullptr when there is none of that name.
 const OptionSpec* findOption(const VerbSpec& verb, std::string_view name);
 
-// The values that a kind offers, for completion and for "nearest" lists; empty for free text, files and numbers.
+// The values that a kind offers, for completion and for "nearest" lists; empty for free text, files and
+// numbers.
 std::vector<std::string> choicesOf(ValueKind kind, const char* words);
 
 }  // namespace velor::cli

@@ -23,7 +23,8 @@ bool isDeviceName(std::string_view name) {
         if (equalNoCase(base, device))
             return true;
     }
-    return base.size() == 4 && (equalNoCase(base.substr(0, 3), "com") || equalNoCase(base.substr(0, 3), "lpt")) &&
+    return base.size() == 4 &&
+           (equalNoCase(base.substr(0, 3), "com") || equalNoCase(base.substr(0, 3), "lpt")) &&
            base[3] >= '1' && base[3] <= '9';
 }
 
@@ -36,8 +37,8 @@ bool isContinuation(char c) {
 std::string legalFileName(std::string_view name, std::size_t longest) {
     std::string legal;
     for (const char c : displayText(name)) {
-        const bool reserved = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ||
-                              kReserved.find(c) != std::string_view::npos;
+        const bool reserved =
+            static_cast<unsigned char>(c) < 0x20 || c == 0x7F || kReserved.find(c) != std::string_view::npos;
         legal += reserved ? '_' : c;
     }
     if (legal.size() > longest) {
@@ -89,7 +90,8 @@ std::string checkTemplate(std::string_view nameTemplate) {
             return "--name-template has a { without a }";
         const std::string_view text = nameTemplate.substr(at + 1, end - at - 1);
         if (!parseField(text, field))
-            return unknownName("field of --name-template", text, {"stem", "index", "index:03", "name", "ext"});
+            return unknownName("field of --name-template", text,
+                               {"stem", "index", "index:03", "name", "ext"});
         at = end + 1;
     }
     literal += nameTemplate.substr(std::min(at, nameTemplate.size()));

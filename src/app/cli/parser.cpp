@@ -82,9 +82,9 @@ std::string checkValue(const OptionSpec& option, const std::string& value) {
             });
             if (known)
                 return {};
-            return unknownName(option.kind == ValueKind::WriteType ? "type that can be written"
-                                                                   : "value of " + name,
-                               value, choices);
+            return unknownName(
+                option.kind == ValueKind::WriteType ? "type that can be written" : "value of " + name, value,
+                choices);
         }
         default:
             return {};

@@ -27,7 +27,8 @@ bool patternMatches(int row, std::string_view extension) {
     return entry && entry->read && matchExtension(entry->extension, extension);
 }
 
-// The row for --from: what the content says when that fits the extension, else the first row of the extension.
+// The row for --from: what the content says when that fits the extension, else the first row of the
+// extension.
 int rowForExtension(std::string_view extension, const File& file) {
     const std::string name = asFileName(extension);
     const Identification found = IdentifyFile(name, file);
@@ -99,8 +100,8 @@ std::string parseSource(std::string_view text, RawSourceChoice& source) {
             return "--source can not take \"" + std::string(word) + "\"";
         } else {
             return unknownName("word in --source", word,
-                               {"big", "little", "unsigned", "signed", "planar", "interleaved", "channels=",
-                                "rate=", "offset="});
+                               {"big", "little", "unsigned", "signed", "planar", "interleaved",
+                                "channels=", "rate=", "offset="});
         }
         first = false;
     }
@@ -147,8 +148,8 @@ std::string whyNotOpen(const fs::path& path) {
     return {};
 }
 
-bool readInput(Collection& collection, const fs::path& path, const ReadChoices& choices, TerminalInterface& ui,
-               FileReport& report) {
+bool readInput(Collection& collection, const fs::path& path, const ReadChoices& choices,
+               TerminalInterface& ui, FileReport& report) {
     PipelineServices services;
     services.ui = &ui;
     services.load = choices.load;

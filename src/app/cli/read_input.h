@@ -16,8 +16,8 @@ namespace velor::cli {
 class Arguments;
 
 struct ReadChoices {
-    std::string from;         // extension
-    RawSourceChoice source;   // active: read as raw samples
+    std::string from;        // extension
+    RawSourceChoice source;  // active: read as raw samples
     LoadOptions load;
     NoteNaming naming;  // how the settings have keys shown
     Answers answers;

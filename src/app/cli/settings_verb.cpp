@@ -32,13 +32,15 @@ int runSettings(const Arguments& arguments) {
     const std::string key = given.size() > 1 ? given[1] : "";
     const bool json = arguments.has("json");
     if (action != "list" && key.empty())
-        return usageError("settings", action + " needs a setting" +
-                                          (action == "reset" ? ", a group or \"all\"" : ""));
+        return usageError("settings",
+                          action + " needs a setting" + (action == "reset" ? ", a group or \"all\"" : ""));
     // "set KEY VALUE" and "set KEY=VALUE"
-    const std::size_t least = action == "list" ? 1 : action == "set" && key.find('=') == std::string::npos ? 3 : 2;
+    const std::size_t least = action == "list"                                        ? 1
+                              : action == "set" && key.find('=') == std::string::npos ? 3
+                                                                                      : 2;
     if (given.size() != least)
-        return usageError("settings", given.size() < least ? "set needs a value"
-                                                           : "too many arguments for " + action);
+        return usageError("settings",
+                          given.size() < least ? "set needs a value" : "too many arguments for " + action);
     const std::unique_ptr<SettingsBackend> backend = openSettings();
     SettingsStore store;
     store.load(*backend);

@@ -38,8 +38,8 @@ std::size_t TerminalInterface::ask(const Question& question) {
             if (equalNoCase(question.buttons[i], given->second))
                 return i;
         }
-        terminal_.failure(file_, unknownName("answer to " + std::string(question.key), given->second,
-                                             question.buttons));
+        terminal_.failure(
+            file_, unknownName("answer to " + std::string(question.key), given->second, question.buttons));
     }
     if (question.defaultButton < question.buttons.size()) {
         const std::string& button = question.buttons[question.defaultButton];
