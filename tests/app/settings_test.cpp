@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -357,7 +359,7 @@ TEST(SettingsList, RecentEntriesComeFirstAndFit) {
 }
 
 TEST(GmBank, PrefersDefaultsThenGeneralMidi) {
-    const fs::path folder = tempFolder() / ("velor-banks-" + std::to_string(processId()));
+    const fs::path folder = tempFolder() / ("velor-banks-" + test::uniqueName());
     const std::vector<fs::path> folders{folder / "none", folder / "one", folder / "two"};
     const auto found = [&] { return utf8FromPath(findGmBank(folders).filename()); };
     fs::create_directories(folder / "one" / "folder.sf2");
@@ -403,7 +405,7 @@ TEST(SettingsCommands, GetSetResetList) {
 
 // A listing kept in a file brings every value back.
 TEST(SettingsCommands, AListingIsASettingsFile) {
-    const fs::path path = tempFolder() / ("velor-listing-" + std::to_string(processId()) + ".conf");
+    const fs::path path = tempFolder() / ("velor-listing-" + test::uniqueName() + ".conf");
     SettingsStore store;
     ASSERT_TRUE(store.setText("app.wszWave", "  \"C:\\Programs\\édit.exe\" "));
     ASSERT_TRUE(store.setFloat("aio.fdbMixGain", 0.1F));
@@ -419,8 +421,7 @@ TEST(SettingsCommands, AListingIsASettingsFile) {
 }
 
 TEST(UserSettings, TheVariableNamesTheFile) {
-    const fs::path path =
-        tempFolder() / pathFromUtf8("velor séttings " + std::to_string(processId()) + ".conf");
+    const fs::path path = tempFolder() / pathFromUtf8("velor séttings " + test::uniqueName() + ".conf");
     const std::string variable = "VELOR_SETTINGS=" + utf8FromPath(path);
 #ifdef _WIN32
     const auto setVariable = [](const std::string& text) { ::_wputenv(pathFromUtf8(text).c_str()); };
@@ -453,7 +454,7 @@ TEST(UserSettings, TheVariableNamesTheFile) {
 }
 
 TEST(RegistrySettings, RoundTripOfAllKinds) {
-    const std::string key = "Software\\Qen-Software\\Velor Studio test " + std::to_string(processId());
+    const std::string key = "Software\\Qen-Software\\Velor Studio test " + test::uniqueName();
     const auto backend = registrySettings(key);
 #ifdef _WIN32
     SettingValues found;
