@@ -4,6 +4,7 @@
 #include <bit>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "formats/framework/format_table.h"
 #include "items/sample_encoding.h"
@@ -96,7 +97,9 @@ TEST(FormatTableRows, SpeechCodecRowsFixTheirCodeWidth) {
     for (const Case& each : cases) {
         const int reader = findReaderByExtension(std::string("x.") + each.extension);
         ASSERT_GE(reader, 0) << each.extension;
-        EXPECT_EQ(formatRow(reader)->variant, each.width) << each.extension;
+        // G.721 has but one width: its reader asks for none.
+        const bool oneWidth = std::string_view(each.extension).starts_with("g721");
+        EXPECT_EQ(formatRow(reader)->variant, oneWidth ? 0 : each.width) << each.extension;
         // The first writer packs the codes from the top bit down, the second from the bottom up.
         for (const std::uint32_t packing : {0x100u, 0u}) {
             const int row = reader + (packing ? 1 : 2);
