@@ -4,6 +4,7 @@
 #include <bit>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "formats/framework/format_table.h"
 #include "items/sample_encoding.h"
