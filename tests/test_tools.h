@@ -17,14 +17,19 @@
 
 namespace velor::test {
 
+// A name that no other test process uses, also none under another Wine, where process numbers repeat.
+inline std::string uniqueName() {
+    std::random_device random;
+    return std::to_string(random()) + "-" + std::to_string(random());
+}
+
 // A fresh folder, removed with everything in it at the end. The current folder is kept: opening files moves
 // it.
 class TemporaryFolder {
   public:
     TemporaryFolder() : before_(std::filesystem::current_path()) {
-        std::random_device random;
         do
-            path_ = std::filesystem::temp_directory_path() / ("velor-test-" + std::to_string(random()));
+            path_ = std::filesystem::temp_directory_path() / ("velor-test-" + uniqueName());
         while (!std::filesystem::create_directory(path_));
     }
     ~TemporaryFolder() {

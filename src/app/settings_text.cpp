@@ -158,8 +158,9 @@ bool fitsSetting(const SettingRow& row, const SettingValue& value) {
         return (row.type == SettingType::Text || row.type == SettingType::WideText) && fitsText(row, *text);
     if (const auto* bytes = std::get_if<std::vector<Byte>>(&value))
         return isBinary(row.type) && bytes->size() == row.size;
-    return row.type == SettingType::Signed || row.type == SettingType::Unsigned ||
-           row.type == SettingType::Float;
+    if (row.type == SettingType::Float)
+        return std::isfinite(std::bit_cast<float>(std::get<std::uint32_t>(value)));
+    return row.type == SettingType::Signed || row.type == SettingType::Unsigned;
 }
 
 std::string printSetting(const SettingRow& row, const SettingValue& value) {

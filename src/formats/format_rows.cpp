@@ -159,7 +159,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 119 */ {"g721", "G.721 ADPCM", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 120 */ {"g721", "G.721 ADPCM - Big Endian", nullptr, writeNotBuilt, nullptr, 1, 0x102000, 0x100},
     /* 121 */ {"g721", "G.721 ADPCM - Little Endian", nullptr, writeNotBuilt, nullptr, 1, 0x102000, 0},
-    /* 122 */ {"g721-4", "G.721 4-bit ADPCM", readNotBuilt, nullptr, probeGeneric, 1, 0, 4},
+    /* 122 */ {"g721-4", "G.721 4-bit ADPCM", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 123 */ {"g721-4", "G.721 ADPCM - Big Endian", nullptr, writeNotBuilt, nullptr, 1, 0x102000, 0x104},
     /* 124 */ {"g721-4", "G.721 ADPCM - Little Endian", nullptr, writeNotBuilt, nullptr, 1, 0x102000, 4},
     /* 125 */ {"g722", "G.726 ADPCM", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},

@@ -64,7 +64,7 @@ class Waveform final : public Item {
 
     // --- Tuning and level ---
     std::uint8_t rootKey = 60;
-    std::int8_t fineTune = 0;  // cents; positive: the sample sounds above its root key
+    std::int8_t fineTune = 0;  // cents added when it is played; the frames themselves sound that much lower
     float tuning = 0;          // semitones, beside the fine tune
     float gain = 0;            // dB
 

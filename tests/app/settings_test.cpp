@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -135,6 +137,7 @@ TEST(SettingsStore, MissingAndUnfitValuesAreDefaults) {
                       {"app.cOctMidC", std::uint32_t{5}},               // wrong kind
                       {"mid2wav.dwSampleRate", SettingValue("22050")},  // wrong kind
                       {"aio.szAudioOutDev", SettingValue(std::string(65, 'd'))},
+                      {"aio.fdbMixGain", std::uint32_t{0x7FC00000}},  // not a number
                       {"aio.szAudioInSampleRate", std::uint32_t{96000}},
                       {"somebody.else", SettingValue("kept")}};
     SettingsStore store;
@@ -146,7 +149,8 @@ TEST(SettingsStore, MissingAndUnfitValuesAreDefaults) {
     EXPECT_EQ(store.getNumber("mid2wav.dwSampleRate"), 48000);
     EXPECT_EQ(store.getText("aio.szAudioOutDev"), "Windows default");
     EXPECT_EQ(store.getNumber("aio.szAudioInSampleRate"), 96000);
-    EXPECT_EQ(store.warnings().size(), 5u);
+    EXPECT_EQ(store.getFloat("aio.fdbMixGain"), 0.0F);
+    EXPECT_EQ(store.warnings().size(), 6u);
 
     ASSERT_TRUE(store.save(backend));
     const SettingValues expected{{"APP.BDISPLOBANK", bytes({1})},
@@ -355,7 +359,7 @@ TEST(SettingsList, RecentEntriesComeFirstAndFit) {
 }
 
 TEST(GmBank, PrefersDefaultsThenGeneralMidi) {
-    const fs::path folder = tempFolder() / ("velor-banks-" + std::to_string(processId()));
+    const fs::path folder = tempFolder() / ("velor-banks-" + test::uniqueName());
     const std::vector<fs::path> folders{folder / "none", folder / "one", folder / "two"};
     const auto found = [&] { return utf8FromPath(findGmBank(folders).filename()); };
     fs::create_directories(folder / "one" / "folder.sf2");
@@ -401,7 +405,7 @@ TEST(SettingsCommands, GetSetResetList) {
 
 // A listing kept in a file brings every value back.
 TEST(SettingsCommands, AListingIsASettingsFile) {
-    const fs::path path = tempFolder() / ("velor-listing-" + std::to_string(processId()) + ".conf");
+    const fs::path path = tempFolder() / ("velor-listing-" + test::uniqueName() + ".conf");
     SettingsStore store;
     ASSERT_TRUE(store.setText("app.wszWave", "  \"C:\\Programs\\édit.exe\" "));
     ASSERT_TRUE(store.setFloat("aio.fdbMixGain", 0.1F));
@@ -417,8 +421,7 @@ TEST(SettingsCommands, AListingIsASettingsFile) {
 }
 
 TEST(UserSettings, TheVariableNamesTheFile) {
-    const fs::path path =
-        tempFolder() / pathFromUtf8("velor séttings " + std::to_string(processId()) + ".conf");
+    const fs::path path = tempFolder() / pathFromUtf8("velor séttings " + test::uniqueName() + ".conf");
     const std::string variable = "VELOR_SETTINGS=" + utf8FromPath(path);
 #ifdef _WIN32
     const auto setVariable = [](const std::string& text) { ::_wputenv(pathFromUtf8(text).c_str()); };
@@ -451,7 +454,7 @@ TEST(UserSettings, TheVariableNamesTheFile) {
 }
 
 TEST(RegistrySettings, RoundTripOfAllKinds) {
-    const std::string key = "Software\\Qen-Software\\Velor Studio test " + std::to_string(processId());
+    const std::string key = "Software\\Qen-Software\\Velor Studio test " + test::uniqueName();
     const auto backend = registrySettings(key);
 #ifdef _WIN32
     SettingValues found;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -102,7 +104,7 @@ TEST(Wildcards, Match) {
 }
 
 TEST(Wildcards, ExpandInEveryPartOfAPath) {
-    const fs::path folder = tempFolder() / ("velor-wild-" + std::to_string(processId()));
+    const fs::path folder = tempFolder() / ("velor-wild-" + test::uniqueName());
     for (const char* name : {"set1/b.wav", "set1/A.wav", "set1/c.txt", "set2/d.wav", "set2/none"}) {
         fs::create_directories((folder / name).parent_path());
         std::ofstream(folder / name).put('x');

@@ -143,7 +143,8 @@ TEST_F(FileTest, OpenFileStaysWholeWhenItIsReplaced) {
 }
 
 TEST_F(FileTest, NamesAreUnicode) {
-    for (const std::string name : {"plain.wav", "\xC3\xA4\xC3\xB6 \xE2\x99\xAB.wav", "\xF0\x9F\x8E\xB9.sf2"}) {
+    for (const std::string name :
+         {"plain.wav", "\xC3\xA4\xC3\xB6 \xE2\x99\xAB.wav", "\xF0\x9F\x8E\xB9.sf2"}) {
         const fs::path path = folder_ / pathFromUtf8(name);
         EXPECT_EQ(utf8FromPath(path.filename()), name);
         auto file = OutputFile::create(path);
@@ -190,8 +191,8 @@ TEST_F(FileTest, WritesDevicesInPlace) {
 #endif
 
 TEST(FormatText, SpeaksTheStandardDialect) {
-    EXPECT_EQ(formatText("%zu %lld %llx %.3f %s", std::size_t{7}, -1234567890123LL, 0xFEDCBA9876543210ULL, 0.5,
-                         "x"),
+    EXPECT_EQ(formatText("%zu %lld %llx %.3f %s", std::size_t{7}, -1234567890123LL, 0xFEDCBA9876543210ULL,
+                         0.5, "x"),
               "7 -1234567890123 fedcba9876543210 0.500 x");
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <vector>
 
 #include "base/error.h"
@@ -37,7 +39,7 @@ TEST(Folders, ChangeOrStay) {
     EXPECT_FALSE(changeCurrentFolder(tempFolder() / "velor-no-such-folder"));
     EXPECT_EQ(LastErrorText, "Could not change to the folder");
     EXPECT_EQ(currentFolder(), before);
-    const fs::path folder = tempFolder() / pathFromUtf8("velor földer " + std::to_string(processId()));
+    const fs::path folder = tempFolder() / pathFromUtf8("velor földer " + test::uniqueName());
     fs::create_directories(folder / "inside");
     EXPECT_TRUE(changeCurrentFolder(folder));
     EXPECT_TRUE(fs::is_directory("inside"));

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -93,7 +95,7 @@ __attribute__((constructor)) void becomeChild(int argc, char** argv) {
 }
 
 TEST(ChildProcess, PassesArgumentsFolderAndEnvironmentUnchanged) {
-    const fs::path folder = tempFolder() / pathFromUtf8("velor ünïcode " + std::to_string(processId()));
+    const fs::path folder = tempFolder() / pathFromUtf8("velor ünïcode " + test::uniqueName());
     fs::create_directories(folder);
     ChildOptions options = childOf("report");
     options.arguments = {"plain",  "",      "two words", "quote\"d",   "back\\slash\\",
@@ -180,14 +182,13 @@ TEST(ChildProcess, WaitsForWhicheverHasNews) {
 }
 
 TEST(ChildProcess, EndsThoughAGrandchildHoldsItsOutput) {
-    const fs::path mark = tempFolder() / ("velor-mark-" + std::to_string(processId()));
+    const fs::path mark = tempFolder() / ("velor-mark-" + test::uniqueName());
     std::ofstream(mark).put('x');
     ChildOptions options = childOf("parent");
     options.arguments = {utf8FromPath(mark)};
     const auto child = ChildProcess::start(options);
     ASSERT_TRUE(child);
     EXPECT_TRUE(child->wait(60'000));
-    // The grandchild may have had its word first.
     EXPECT_NE(child->readOutput().find("started"), std::string::npos);
     fs::remove(mark);
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "test_tools.h"
+
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -132,7 +134,7 @@ class FileSettings : public testing::Test {
             std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
     }
 
-    fs::path folder_ = tempFolder() / ("velor-settings-" + std::to_string(processId()));
+    fs::path folder_ = tempFolder() / ("velor-settings-" + test::uniqueName());
 };
 
 TEST_F(FileSettings, AreMadeWithTheirFolderAndReadBack) {

@@ -9,6 +9,7 @@
 #include "app/cli/terminal.h"
 #include "base/error.h"
 #include "base/text.h"
+#include "formats/core/wave_writer.h"
 #include "formats/framework/format_table.h"
 #include "platform/console.h"
 
@@ -207,6 +208,8 @@ class FileConverter {
             }
         }
         ConvertTarget target = describeTarget(path, item, row, request_.save);
+        // Each output depends on its own input alone, in whatever order and number of processes a batch runs.
+        resetWaveHeaderTemplate();
         if (!request_.dryRun && !saveItem(&item, row, path, services_, request_.save)) {
             itemFailed(count > 1 ? displayText(item.name()) + ": " + LastErrorText : LastErrorText);
             return;

@@ -96,7 +96,9 @@ TEST(FormatTableRows, SpeechCodecRowsFixTheirCodeWidth) {
     for (const Case& each : cases) {
         const int reader = findReaderByExtension(std::string("x.") + each.extension);
         ASSERT_GE(reader, 0) << each.extension;
-        EXPECT_EQ(formatRow(reader)->variant, each.width) << each.extension;
+        // The G.721 rows know one width only, so their reader has nothing to be told.
+        const bool oneWidth = std::string_view(each.extension).starts_with("g721");
+        EXPECT_EQ(formatRow(reader)->variant, oneWidth ? 0u : each.width) << each.extension;
         // The first writer packs the codes from the top bit down, the second from the bottom up.
         for (const std::uint32_t packing : {0x100u, 0u}) {
             const int row = reader + (packing ? 1 : 2);
