@@ -110,12 +110,12 @@ int runWorker(const ConvertRequest& request, const ConvertTask& task, Terminal& 
 }  // namespace
 
 int runConvert(const Arguments& arguments) {
-    ConvertRequest request;
-    if (const std::string problem = readConvertRequest(arguments, request); !problem.empty())
-        return usageError("convert", problem);
     const std::vector<std::string>& inputs = arguments.positionals;
     if (inputs.empty())
         return usageError("convert", "no input is given");
+    ConvertRequest request;
+    if (const std::string problem = readConvertRequest(arguments, request); !problem.empty())
+        return usageError("convert", problem);
     installInterruptHandler();
     Terminal terminal(arguments);
     ConvertTask workerTask;
@@ -130,9 +130,12 @@ int runConvert(const Arguments& arguments) {
         return usageError("convert", "-o - and --json would mix on standard output");
     if (toStandardOutput && !request.dryRun && isTerminal(StandardStream::Output))
         return usageError("convert", "standard output is a terminal: sound is not written to it");
-    if (std::find(inputs.begin(), inputs.end(), "-") != inputs.end() && request.read.from.empty() &&
-        !request.read.source.active)
-        return usageError("convert", "reading standard input needs --from EXT or --source LAYOUT");
+    if (std::find(inputs.begin(), inputs.end(), "-") != inputs.end()) {
+        if (request.read.from.empty() && !request.read.source.active)
+            return usageError("convert", "reading standard input needs --from EXT or --source LAYOUT");
+        if (isTerminal(StandardStream::Input))
+            return usageError("convert", "standard input is a terminal: sound is not read from it");
+    }
     if (toStandardOutput && !request.dryRun)
         useBinaryStream(StandardStream::Output);
 

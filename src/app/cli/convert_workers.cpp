@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -95,8 +96,11 @@ class WorkerPool {
         while (reported_ < tasks_.size()) {
             while (!interruptRequested() && workers_.size() < request_.jobs && next_ < tasks_.size())
                 startNext();
-            if (interruptRequested() && !giveTimeToEnd())
+            if (interruptRequested()) {
+                giveTimeToEnd();
+                report();
                 return;
+            }
             collect();
             report();
         }
@@ -130,17 +134,21 @@ class WorkerPool {
         workers_.push_back(std::move(worker));
     }
 
-    // After Ctrl-C the workers, which got it too, have a moment to tidy up. False once all have ended.
-    bool giveTimeToEnd() {
+    // After Ctrl-C the workers, which got it too, have a moment to tidy up. What they finished counts.
+    void giveTimeToEnd() {
+        const auto deadline = std::chrono::steady_clock::now() + kEndingTime;
         for (Worker& worker : workers_) {
-            if (!worker.process->wait(kEndingTime)) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (!worker.process->wait(static_cast<int>(std::max<std::int64_t>(left.count(), 0)))) {
                 worker.process->kill();
                 worker.process->wait();
-                removeLeftOvers(tasks_[worker.task].folder, worker.process->id());
             }
+            worker.output += worker.process->readOutput();
+            worker.errors += worker.process->readErrors();
+            finish(worker);
         }
         workers_.clear();
-        return false;
     }
 
     void collect() {
@@ -169,7 +177,8 @@ class WorkerPool {
         ConvertResult result;
         if (!convertResultFromText(worker.output, result)) {
             result = {};
-            result.error = "the conversion " + worker.process->outcome();
+            result.error =
+                interruptRequested() ? "interrupted" : "the conversion " + worker.process->outcome();
             removeLeftOvers(task.folder, worker.process->id());
         }
         result.input = task.shown;
@@ -186,8 +195,8 @@ class WorkerPool {
         }
     }
 
-    static constexpr int kEndingTime = 3000;  // milliseconds
-    static constexpr int kLookAgain = 100;
+    static constexpr std::chrono::seconds kEndingTime{3};
+    static constexpr int kLookAgain = 100;  // milliseconds
 
     const Arguments& arguments_;
     const ConvertRequest& request_;

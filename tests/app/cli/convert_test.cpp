@@ -392,22 +392,26 @@ TEST_F(Convert, InterruptEndsTheBatchCleanly) {
     // The second input is a pipe nobody writes to: the program cannot get past it by itself.
     ASSERT_EQ(::mkfifo((folder / "b.sw").c_str(), 0600), 0);
     writeFile(folder / "c.sw", words(kSamples));
-    const auto child = ChildProcess::start(velorOptions(
-        folder.path(), {"convert", "a.sw", "b.sw", "c.sw", "--to", "ub", "-d", "out", "--progress=json"}));
-    ASSERT_TRUE(child);
-    std::string said;
-    ChildProcess* const children[] = {child.get()};
-    while (!contains(said, "\"event\":\"done\"") && !child->ended()) {
-        ChildProcess::waitForAny(children);
-        said += child->readErrors();
+    for (const char* jobs : {"--verbose", "--jobs=1"}) {
+        const auto child =
+            ChildProcess::start(velorOptions(folder.path(), {"convert", "a.sw", "b.sw", "c.sw", "--to", "ub",
+                                                             "-d", "out", "--progress=json", jobs}));
+        ASSERT_TRUE(child);
+        std::string said;
+        ChildProcess* const children[] = {child.get()};
+        while (!contains(said, "\"event\":\"done\"") && !child->ended()) {
+            ChildProcess::waitForAny(children);
+            said += child->readErrors();
+        }
+        ::kill(static_cast<pid_t>(child->id()), SIGINT);
+        const int unblock = ::open((folder / "b.sw").c_str(), O_RDWR);
+        child->wait();
+        ::close(unblock);
+        EXPECT_EQ(child->exitCode().value_or(-1), 130);
+        EXPECT_EQ(tree(folder / "out"), Names{"a.ub"});
+        EXPECT_TRUE(contains(child->readErrors(), "interrupted"));
+        fs::remove_all(folder / "out");
     }
-    ::kill(static_cast<pid_t>(child->id()), SIGINT);
-    const int unblock = ::open((folder / "b.sw").c_str(), O_RDWR);
-    child->wait();
-    ::close(unblock);
-    EXPECT_EQ(child->exitCode().value_or(-1), 130);
-    EXPECT_EQ(tree(folder / "out"), Names{"a.ub"});
-    EXPECT_TRUE(contains(child->readErrors(), "interrupted"));
 }
 #endif
 
