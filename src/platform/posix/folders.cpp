@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// XDG Base Directory Specification: a relative value is invalid and counts as not set.
+// XDG Base Directory rules (freedesktop.org): a relative value is invalid and counts as not set.
 fs::path xdgFolder(const char* variable, const char* underHome) {
     const fs::path named = environmentVariable(variable);
     return named.is_absolute() ? named : homeFolder() / underHome;
