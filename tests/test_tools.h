@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,9 +48,12 @@ class TemporaryFolder {
     std::filesystem::path path_;
 };
 
+// Puts a new file in the place of an old one. Writing into the old one would fail on Windows while a waveform
+// that was read from it keeps it open.
 inline void writeFile(const std::filesystem::path& path, const std::vector<Byte>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    const auto file = OutputFile::create(path);
+    if (!file || !file->write(bytes) || !file->commit())
+        throw std::runtime_error("can not write " + utf8FromPath(path));
 }
 inline std::vector<Byte> readFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);

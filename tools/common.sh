@@ -23,7 +23,7 @@ show_build() {
     local line open=
     while IFS= read -r line; do
         case $line in
-            '[0/'*'] Re-checking globbed directories...' | 'ninja: no work to do.' | 'ninja: Entering directory'*) ;;
+            '[0/'*'] Re-checking globbed directories...' | 'ninja: no work to do.' | 'ninja: Entering directory'* | '-- '*) ;;
             '['[0-9]*/[0-9]*']'*)
                 if [[ -t 2 ]]; then
                     printf '\r\033[K%.*s' "$((${COLUMNS:-80} - 1))" "$line" >&2

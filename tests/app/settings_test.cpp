@@ -18,6 +18,7 @@
 #include "platform/folders.h"
 #include "platform/process.h"
 #include "platform/settings_file.h"
+#include "test_places.h"
 
 namespace velor {
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/process.h"
+#include "test_places.h"
 #include "test_tools.h"
 
 namespace velor::test {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/byte_order.h"
+#include "test_tools.h"
 
 namespace velor::test {
 
@@ -125,8 +126,13 @@ inline Bytes regionText(std::uint32_t id, std::uint32_t length, const std::strin
 }
 
 // Replaces a file's content in place, for tests that do so thousands of times: truncating a file to nothing
-// and writing it again waits for the disk on some file systems.
+// and writing it again waits for the disk on some file systems. Windows allows that only while nobody has the
+// file open, so there it becomes a new file each time.
 inline void rewriteFile(const std::filesystem::path& path, const Bytes& bytes) {
+#ifdef _WIN32
+    writeFile(path, bytes.data);
+    return;
+#endif
     if (!std::filesystem::exists(path))
         std::ofstream(path, std::ios::binary).put('x');
     std::fstream(path, std::ios::binary | std::ios::in | std::ios::out)
