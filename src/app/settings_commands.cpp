@@ -82,7 +82,8 @@ std::string listSettings(const SettingsStore& store, bool changedOnly) {
     std::string_view group = "\n";
     for (const SettingRow& row : settingRows()) {
         const bool changed = !store.isDefault(row);
-        if (changedOnly && !changed)
+        // The version is no choice of the user's.
+        if (changedOnly && (!changed || row.name == "VersionNumber"))
             continue;
         if (groupOf(row) != group) {
             group = groupOf(row);

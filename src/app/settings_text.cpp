@@ -248,19 +248,17 @@ const SettingRow* lookUpSetting(std::string_view name) {
 const SettingRow* findSetting(std::string_view name) {
     if (const SettingRow* row = lookUpSetting(name))
         return row;
-    const auto rows = settingRows();
     // Without a group the name is compared with names without theirs.
     const bool grouped = name.find('.') != std::string_view::npos;
-    std::vector<std::string> candidates;
-    for (const SettingRow& row : rows)
-        candidates.emplace_back(grouped ? row.name : row.name.substr(row.name.rfind('.') + 1));
-    std::string message = "There is no setting " + quoted(name) + ". Did you mean ";
-    const std::vector<std::string> nearest = nearestNames(name.substr(0, 100), candidates);
-    for (std::size_t i = 0; i < nearest.size(); ++i) {
-        const auto at = std::ranges::find(candidates, nearest[i]) - candidates.begin();
-        message += i == 0 ? "" : i + 1 < nearest.size() ? ", " : " or ";
-        message += rows[static_cast<std::size_t>(at)].name;
+    std::vector<std::pair<std::size_t, std::string_view>> nearest;
+    for (const SettingRow& row : settingRows()) {
+        const std::string_view candidate = grouped ? row.name : row.name.substr(row.name.rfind('.') + 1);
+        nearest.emplace_back(editDistance(name.substr(0, 100), candidate), row.name);
     }
+    std::ranges::stable_sort(nearest, {}, &std::pair<std::size_t, std::string_view>::first);
+    std::string message = "There is no setting " + quoted(name) + ". Did you mean ";
+    message.append(nearest[0].second).append(", ").append(nearest[1].second);
+    message.append(" or ").append(nearest[2].second);
     fail(message + "?");
     return nullptr;
 }

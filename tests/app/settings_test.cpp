@@ -293,6 +293,10 @@ TEST(SettingsText, UnknownNamesGetTheNearest) {
         << LastErrorText;
     EXPECT_FALSE(findSetting("bShowNoteName"));
     EXPECT_NE(LastErrorText.find("mean app.bShowNoteNames,"), std::string::npos) << LastErrorText;
+    // Two settings whose names differ by their groups alone are both named.
+    EXPECT_FALSE(findSetting("bWriteAP"));
+    EXPECT_NE(LastErrorText.find("mean fmt.mp3.bWriteAPE, fmt.aac.bWriteAPE or "), std::string::npos)
+        << LastErrorText;
     EXPECT_FALSE(findSetting(std::string(100'000, 'x')));
     EXPECT_LT(LastErrorText.size(), 300u);
 }
@@ -385,6 +389,7 @@ TEST(GmBank, PrefersDefaultsThenGeneralMidi) {
 
 TEST(SettingsCommands, GetSetResetList) {
     SettingsStore store;
+    ASSERT_TRUE(store.setText("VersionNumber", SettingsStore::kVersion));
     EXPECT_EQ(setSetting(store, "load.bConfirm = yes").text, "load.bConfirm = true\n");
     EXPECT_TRUE(setSetting(store, "app.szVSTPaths", "/a|/b").ok);
     EXPECT_EQ(getSetting(store, "LOAD.bconfirm").text, "true\n");
