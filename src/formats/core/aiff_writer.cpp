@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/byte_writer.h"
+#include "base/error.h"
 #include "base/ieee_extended.h"
 #include "base/rounding.h"
 #include "formats/framework/file_image.h"
@@ -148,8 +149,16 @@ bool buildImage(Waveform& waveform, const SaveOptions& options, UserInterface& u
 bool writeAiff(Item& item, OpenFile& file, std::uint32_t) {
     if (item.kind() != ItemKind::Waveform)
         return fail(kCannotSaveItem);
+    auto& waveform = static_cast<Waveform&>(item);
+    if (baseNote(waveform) != waveform.rootKey)
+        file.warn(
+            formatText(
+                "The fine tune of %+d cents changes the base note from %d to %d; without a fine tune the "
+                "root key is kept",
+                waveform.fineTune, waveform.rootKey, baseNote(waveform)),
+            "INST");
     FileImage image;
-    return buildImage(static_cast<Waveform&>(item), file.save, *file.ui, image) && file.write(image.bytes());
+    return buildImage(waveform, file.save, *file.ui, image) && file.write(image.bytes());
 }
 
 }  // namespace velor
