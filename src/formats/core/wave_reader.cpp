@@ -6,7 +6,7 @@
 
 #include "base/byte_reader.h"
 #include "base/error.h"
-#include "formats/core/wave_format.h"
+#include "formats/core/wave_data.h"
 #include "formats/core/wave_sampler.h"
 
 namespace velor {

@@ -1,0 +1,137 @@
+#include "formats/core/wave_data.h"
+
+#include <algorithm>
+
+#include "base/byte_reader.h"
+#include "formats/core/codecs/ima_adpcm.h"
+#include "formats/core/codecs/ms_adpcm.h"
+#include "formats/core/codecs/oki_adpcm.h"
+#include "formats/core/codecs/yamaha_adpcm.h"
+#include "formats/core/undecoded_source.h"
+#include "formats/framework/codec_source.h"
+#include "formats/framework/stored_samples.h"
+
+namespace velor {
+
+namespace {
+
+// Endless streams of codes are decoded in pieces of this many bytes.
+constexpr std::uint32_t kStreamPiece = 4096;
+
+// The encoding that a waveform shows for codec data.
+SampleEncoding codecEncoding(const WaveFormat& format) {
+    if (format.codec == WaveCodec::Gsm610 || format.codec == WaveCodec::GsmFramed)
+        return SampleEncoding::Gsm;
+    if (format.sampleFormat != SampleFormat::Adpcm)
+        return SampleEncoding::Compressed;
+    return static_cast<SampleEncoding>(static_cast<int>(SampleEncoding::Adpcm2) +
+                                       std::clamp<int>(format.bits, 2, 5) - 2);
+}
+
+// MS ADPCM: frames per block u16, number of coefficient pairs u16, the pairs.
+CodecData msAdpcm(const WaveFormat& format) {
+    ByteReader extra{std::span<const Byte>(format.extra)};
+    const std::uint32_t framesPerBlock = extra.u16();
+    std::vector<MsAdpcmDecoder::Coefficients> coefficients(extra.u16());
+    for (std::size_t i = 0; i < coefficients.size(); ++i) {
+        const std::int16_t first = extra.s16(), second = extra.s16();
+        if (!extra.ok()) {
+            coefficients.resize(i);
+            break;
+        }
+        coefficients[i] = {first, second};
+    }
+    CodecData data;
+    const MsAdpcmDecoder probe(format.channels, format.blockAlign, framesPerBlock, coefficients);
+    data.unit = {format.blockAlign, probe.framesPerBlock()};
+    data.makeDecoder = decoder16<MsAdpcmDecoder>(int{format.channels}, std::uint32_t{format.blockAlign},
+                                                 framesPerBlock, coefficients);
+    return data;
+}
+
+// IMA ADPCM: frames per block u16.
+CodecData imaAdpcm(const WaveFormat& format) {
+    ByteReader extra{std::span<const Byte>(format.extra)};
+    const std::uint32_t framesPerBlock = extra.u16();
+    const int kept = std::min<int>(format.channels, 2);
+    CodecData data;
+    const ImaWaveDecoder probe(format.channels, kept, format.bits, format.blockAlign, framesPerBlock);
+    data.unit = {format.blockAlign, probe.framesPerBlock()};
+    data.makeDecoder = decoder16<ImaWaveDecoder>(int{format.channels}, kept, int{format.bits},
+                                                 std::uint32_t{format.blockAlign}, framesPerBlock);
+    return data;
+}
+
+// How codec data are decoded; without a decoder where none is built.
+CodecData codecData(const WaveFormat& format) {
+    CodecData data;
+    switch (format.codec) {
+        case WaveCodec::MsAdpcm:
+            return msAdpcm(format);
+        case WaveCodec::ImaAdpcm:
+            return imaAdpcm(format);
+        case WaveCodec::OkiAdpcm:
+            data.unit = {kStreamPiece, kStreamPiece * 2};
+            data.makeDecoder = decoder16<OkiAdpcmDecoder>();
+            break;
+        case WaveCodec::YamahaAdpcm:
+            data.unit = {kStreamPiece, kStreamPiece * 2 / format.channels};
+            data.makeDecoder = decoder16<YamahaAdpcmDecoder>(int{format.channels});
+            break;
+        default:
+            break;
+    }
+    return data;
+}
+
+void attachPlainData(Waveform& waveform, const WaveFormat& format, std::shared_ptr<File> file,
+                     std::uint64_t position, std::uint64_t byteSize) {
+    StoredBlock block;
+    block.position = position;
+    block.byteSize = byteSize;
+    block.storedChannels = format.channels;
+    switch (format.codec) {
+        case WaveCodec::MuLaw:
+            block.layout.encoding = SampleEncoding::MuLaw;
+            break;
+        case WaveCodec::ALaw:
+            block.layout.encoding = SampleEncoding::ALaw;
+            break;
+        case WaveCodec::Float:
+            block.layout.encoding = format.bits == 64 ? SampleEncoding::Float64 : SampleEncoding::Float32;
+            break;
+        default: {
+            // Samples fill their container from the top, so narrower ones need no scaling of their own.
+            static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
+                                                          SampleEncoding::Pcm24, SampleEncoding::Pcm32};
+            const std::uint32_t bytes = waveContainerBytes(format);
+            block.layout.encoding = kByBytes[std::min(bytes, 4u) - 1];
+            block.layout.isUnsigned = bytes == 1;
+            block.containerBytes = bytes;
+            break;
+        }
+    }
+    attachStoredSamples(waveform, std::move(file), block);
+}
+
+}  // namespace
+
+void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_ptr<File> file,
+                    std::uint64_t position, std::uint64_t byteSize) {
+    if (isPlainCodec(format.codec)) {
+        attachPlainData(waveform, format, std::move(file), position, byteSize);
+        return;
+    }
+    waveform.sourceFormat = encodingBit(codecEncoding(format));
+    waveform.sourceOffset = position;
+    CodecData data = codecData(format);
+    if (!data.makeDecoder) {
+        waveform.setSource(undecodedSource(waveCodecName(format.codec)));
+        return;
+    }
+    data.position = position;
+    data.byteSize = byteSize;
+    attachCodecSamples(waveform, std::move(file), std::move(data));
+}
+
+}  // namespace velor
