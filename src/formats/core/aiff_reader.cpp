@@ -8,6 +8,7 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/ieee_extended.h"
+#include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/stored_samples.h"
 
@@ -20,6 +21,7 @@ constexpr std::string_view kUnknownFormat = "Unknown sample format or compressio
 // Limits that no honest file comes near.
 constexpr std::uint32_t kMostChunks = 1u << 20;
 constexpr std::size_t kMostMarkerBytes = 1u << 21;  // at most 65535 markers
+constexpr std::size_t kMostTagBytes = 1u << 20;
 constexpr std::size_t kLongestText = 256;
 constexpr std::size_t kLongestTypeName = 96;
 
@@ -137,6 +139,9 @@ class IffWalker {
                 return true;
             case fourCc("(c) "):
                 waveform_.text(WaveText::Copyright) = text(payload, size);
+                return true;
+            case fourCc("ID3 "):
+                applyId3(bytesAt(payload, std::min<std::size_t>(size, kMostTagBytes)), waveform_);
                 return true;
             default:
                 return true;

@@ -238,6 +238,13 @@ bool parseWaveFormat(std::span<const Byte> chunk, WaveFormat& format) {
     return checkCodec(format);
 }
 
+void applyWaveFormat(const WaveFormat& format, Waveform& waveform) {
+    waveform.sampleRate = format.rate;
+    waveform.channels = static_cast<std::uint8_t>(std::min<unsigned>(format.channels, 2));
+    waveform.bits = static_cast<std::uint8_t>(format.bits);
+    waveform.format = format.sampleFormat;
+}
+
 std::uint32_t waveContainerBytes(const WaveFormat& format) {
     return bytesFor(format.storedBits);
 }

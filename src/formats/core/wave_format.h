@@ -73,6 +73,9 @@ std::uint32_t waveFramesIn(const WaveFormat& format, std::uint64_t dataBytes);
 // True when the count comes from the data size alone, whatever a "fact" chunk before the data says.
 bool waveFramesFixedByData(const WaveFormat& format);
 
+// Sets the waveform's rate, channels (the first two of more), bits and displayed format.
+void applyWaveFormat(const WaveFormat& format, Waveform& waveform);
+
 // The bytes of one stored sample of PCM and float data.
 std::uint32_t waveContainerBytes(const WaveFormat& format);
 
