@@ -5,6 +5,7 @@
 
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
+#include "formats/core/raw_adpcm.h"
 #include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
@@ -499,9 +500,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 458 */ {"vm1", "Panasonic voice", readNotBuilt, nullptr, probeGeneric, 1, 0, 0x104},
     /* 459 */ {"voc", "SoundBlaster voice", readNotBuilt, writeNotBuilt, probe::creativeVoice, 1, 0x300305, 0},
     /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeNotBuilt, nullptr, 1, 0x300001, 1},
-    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
-    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 6000},
-    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 8000},
+    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readVox, writeVox, probeGeneric, 1, 0x102000, 0},
+    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 6000},
+    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 8000},
     /* 464 */ {"vox", "Talking Technology Inc", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 465 */ {"vsb", "Virtual Sampler bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 466 */ {"w01", "Yamaha TX16W wave", readNotBuilt, writeNotBuilt, probe::yamahaTx16wWave, 1, 0x100002, 0},
@@ -564,7 +565,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 523 */ {"xi", "Fast Tracker 2 instrument", readNotBuilt, writeNotBuilt, probe::fastTracker2Instrument, 17, 0x118000, 0},
     /* 524 */ {"xm", "Fast Tracker 2 module", readNotBuilt, nullptr, probe::fastTracker2Module, 128, 0, 0},
     /* 525 */ {"xmi", "MSS extended MIDI", readNotBuilt, writeNotBuilt, probe::xmidi, 64, 0x80000, 0},
-    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
+    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readYamahaAdpcm, writeYamahaAdpcm, probeGeneric, 1, 0x102000, 0},
 }};
 // clang-format on
 

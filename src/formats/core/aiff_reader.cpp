@@ -8,8 +8,10 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/ieee_extended.h"
+#include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
+#include "formats/framework/codec_source.h"
 #include "formats/framework/stored_samples.h"
 
 namespace velor {
@@ -270,7 +272,7 @@ class IffWalker {
     void setData(std::uint64_t position, std::uint64_t size) {
         hasData_ = true;
         dataPosition_ = position;
-        dataSize_ = size;
+        dataSize_ = declaredSize_ = size;
         const std::uint64_t there = file_.size() > position ? file_.size() - position : 0;
         if (size > there) {
             file_.warn("Warning: data chunk truncated - will read what data there is",
@@ -335,7 +337,7 @@ class IffWalker {
             waveform_.sourceOffset = dataPosition_;
             waveform_.sourceFormat = encodingBit(
                 compression_->type == fourCc("GSM ") ? SampleEncoding::Gsm : SampleEncoding::Adpcm4);
-            waveform_.setSource(undecodedSource(compression_->codec));
+            attachCodec();
             return true;
         }
         StoredBlock block;
@@ -345,6 +347,41 @@ class IffWalker {
         block.layout = layout();
         attachStoredSamples(waveform_, file_.input, block);
         return true;
+    }
+
+    // The common chunk counts packets. Some writers count the frames instead, or share the packets out among
+    // the channels; the size that the data chunk declares tells.
+    void correctPacketCount(const CodecUnit& unit) {
+        const std::uint64_t held = declaredSize_ / unit.bytes * unit.frames;
+        const std::uint64_t counted = waveform_.frames;
+        const bool framesCounted =
+            counted > held && counted / unit.frames > held - unit.frames && counted / unit.frames <= held;
+        if (framesCounted)
+            waveform_.frames /= unit.frames;
+        else if (waveform_.channels == 2 && counted * 2 == held)
+            waveform_.frames *= 2;
+    }
+
+    void attachCodec() {
+        const int channels = waveform_.channels;
+        CodecData data;
+        switch (compression_->type) {
+            case fourCc("ima4"):
+            case fourCc("IMA4"):
+                data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
+                correctPacketCount(data.unit);
+                data.makeDecoder = decoder16<Ima4Decoder>(channels);
+                break;
+            default:
+                break;
+        }
+        if (!data.makeDecoder) {
+            waveform_.setSource(undecodedSource(compression_->codec));
+            return;
+        }
+        data.position = dataPosition_;
+        data.byteSize = dataSize_;
+        attachCodecSamples(waveform_, file_.input, std::move(data));
     }
 
     SampleLayout layout() const {
@@ -378,7 +415,8 @@ class IffWalker {
     std::optional<Compression> compression_;
     bool hasData_ = false;
     std::uint64_t dataPosition_ = 0;
-    std::uint64_t dataSize_ = 0;
+    std::uint64_t dataSize_ = 0;      // as far as the file holds them
+    std::uint64_t declaredSize_ = 0;  // as the chunk says
     std::map<std::uint16_t, std::uint32_t> markers_;
     std::vector<Byte> instrument_;
 };

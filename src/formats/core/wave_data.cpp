@@ -131,6 +131,11 @@ void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_pt
     }
     data.position = position;
     data.byteSize = byteSize;
+    // A widespread writer of IMA ADPCM divides the "fact" count by the channels; half of a stereo file would
+    // be lost.
+    if (format.codec == WaveCodec::ImaAdpcm && format.channels == 2 &&
+        std::uint64_t{waveform.frames} * 2 == framesIn(data))
+        waveform.frames *= 2;
     attachCodecSamples(waveform, std::move(file), std::move(data));
 }
 

@@ -14,6 +14,7 @@ constexpr std::int16_t kStepTable[kSteps] = {
     408, 449, 494, 544, 598, 658, 724, 796, 876, 963, 1060, 1166, 1282, 1411, 1552};
 constexpr int kIndexChange[] = {-1, -1, -1, -1, 2, 4, 6, 8};
 constexpr int kLowest = -2048, kHighest = 2047;  // 12 bits
+constexpr int kScale = 16;                       // to 16 bits
 
 struct Entry {
     std::int32_t difference;
@@ -49,33 +50,32 @@ std::size_t OkiAdpcmDecoder::decode(std::span<const Byte> from, std::span<std::i
     for (std::size_t i = 0; i + 1 < count; i += 2) {
         const std::uint32_t codes = from[i / 2];
         step(value, row, codes >> 4);
-        to[i] = static_cast<std::int16_t>(value * 16);
+        to[i] = static_cast<std::int16_t>(value * kScale);
         step(value, row, codes & 15);
-        to[i + 1] = static_cast<std::int16_t>(value * 16);
+        to[i + 1] = static_cast<std::int16_t>(value * kScale);
     }
     if (count & 1) {
         step(value, row, from[count / 2] >> 4);
-        to[count - 1] = static_cast<std::int16_t>(value * 16);
+        to[count - 1] = static_cast<std::int16_t>(value * kScale);
     }
     value_ = value;
     row_ = row;
     return count;
 }
 
+// `target` is a 16-bit value: its lower bits decide which code comes nearer.
 std::uint32_t OkiAdpcmEncoder::code(int target) {
-    const int difference = target - value_;
+    const int difference = target - value_ * kScale;
     const int distance = difference < 0 ? -difference : difference;
-    const std::uint32_t magnitude =
-        static_cast<std::uint32_t>(std::min(distance * 4 / kStepTable[row_ / 16], 7));
-    const std::uint32_t code = magnitude | (difference < 0 ? 8u : 0u);
+    const int quarterStep = kStepTable[row_ / 16] * kScale / 4;
+    const std::uint32_t code =
+        static_cast<std::uint32_t>(std::min(distance / quarterStep, 7)) | (difference < 0 ? 8u : 0u);
     step(value_, row_, code);
     return code;
 }
 
 void OkiAdpcmEncoder::encode(std::span<const std::int16_t> from, std::span<Byte> to) {
-    const auto sample = [&](std::size_t i) {
-        return i < from.size() ? std::min((from[i] + 8) >> 4, kHighest) : value_;
-    };
+    const auto sample = [&](std::size_t i) { return i < from.size() ? int{from[i]} : value_ * kScale; };
     for (std::size_t i = 0; i < to.size() && 2 * i < from.size(); ++i) {
         const std::uint32_t high = code(sample(2 * i));
         to[i] = static_cast<Byte>(high << 4 | code(sample(2 * i + 1)));
