@@ -517,7 +517,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 475 */ {"w7w", "Yamaha Motif ES waves", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x22},
     /* 476 */ {"w8v", "Yamaha Motif ES data", readNotBuilt, nullptr, probe::yamahaMotif, 1, 0, 0x23},
     /* 477 */ {"w64", "Wave-64", readWave64, writeWave64, probe::wave64, 1, 0x300375, 0},
-    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0},
+    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0, waveOptions},
     /* 479 */ {"wav", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 480 */ {"wa!", "GigaStudio compr wave", readNotBuilt, writeNotBuilt, probe::gigaWave, 1, 0x300004, 0},
     /* 481 */ {"wfb", "TB WaveFront bank", readNotBuilt, nullptr, probe::waveFront, 128, 0, 0},

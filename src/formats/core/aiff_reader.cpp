@@ -8,6 +8,8 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/ieee_extended.h"
+#include "formats/core/codec_streams.h"
+#include "formats/core/codecs/gsm610.h"
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
@@ -247,6 +249,8 @@ class IffWalker {
                 break;
             case Coding::Codec:
                 waveform_.format = SampleFormat::Adpcm;
+                if (compression.type == fourCc("GSM ") && waveform_.channels != 1)
+                    return fail("Can only handle (the standard!) mono GSM");
                 if (compression.type == fourCc("DWVW"))
                     waveform_.format = SampleFormat::Pcm16;
                 else if (compression.type == fourCc("GSM "))
@@ -349,6 +353,14 @@ class IffWalker {
         return true;
     }
 
+    // Bits of a code. Writers may give the width of decoded samples instead; then the data size tells.
+    int codeWidth() const {
+        const std::uint64_t samples = std::uint64_t{waveform_.frames} * waveform_.channels;
+        if ((waveform_.bits >= 2 && waveform_.bits <= 5) || samples == 0)
+            return std::clamp<int>(waveform_.bits, 2, 5);
+        return static_cast<int>(std::clamp<std::uint64_t>((declaredSize_ * 8 + samples / 2) / samples, 2, 5));
+    }
+
     // The common chunk counts packets. Some writers count the frames instead, or share the packets out among
     // the channels; the size that the data chunk declares tells.
     void correctPacketCount(const CodecUnit& unit) {
@@ -371,6 +383,18 @@ class IffWalker {
                 data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
                 correctPacketCount(data.unit);
                 data.makeDecoder = decoder16<Ima4Decoder>(channels);
+                break;
+            case fourCc("GSM "):
+                data.unit = {gsm610::kFrameBytes, gsm610::kFrameSamples};
+                data.makeDecoder = decoder16<gsm610::FramesDecoder>();
+                break;
+            case fourCc("G722"):
+                setG722(data, 8, CodePacking::HighBitsFirst, channels);
+                break;
+            case fourCc("G721"):
+            case fourCc("G723"):
+            case fourCc("G726"):
+                setG72x(data, codeWidth(), CodePacking::HighBitsFirst, channels);
                 break;
             default:
                 break;

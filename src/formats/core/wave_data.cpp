@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "base/byte_reader.h"
+#include "formats/core/codec_streams.h"
+#include "formats/core/codecs/gsm610.h"
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/codecs/ms_adpcm.h"
 #include "formats/core/codecs/oki_adpcm.h"
@@ -62,6 +64,36 @@ CodecData imaAdpcm(const WaveFormat& format) {
     return data;
 }
 
+// GSM in blocks of one or more pairs of frames; what a block has beyond them is padding.
+class GsmBlockDecoder {
+  public:
+    explicit GsmBlockDecoder(std::uint32_t blockBytes) : blockBytes_(blockBytes) {}
+
+    std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+        std::size_t written = 0;
+        while (!from.empty()) {
+            const auto block = from.first(std::min<std::size_t>(blockBytes_, from.size()));
+            written += pairs_.decode(block.first(block.size() / gsm610::kPairBytes * gsm610::kPairBytes),
+                                     to.subspan(written));
+            from = from.subspan(block.size());
+        }
+        return written;
+    }
+
+  private:
+    std::uint32_t blockBytes_;
+    gsm610::PairsDecoder pairs_;
+};
+
+CodecData gsmPairs(const WaveFormat& format) {
+    const std::uint32_t blockBytes = std::max<std::uint32_t>(format.blockAlign, gsm610::kPairBytes);
+    CodecData data;
+    data.unit = {blockBytes, blockBytes / static_cast<std::uint32_t>(gsm610::kPairBytes) *
+                                 static_cast<std::uint32_t>(gsm610::kPairSamples)};
+    data.makeDecoder = decoder16<GsmBlockDecoder>(blockBytes);
+    return data;
+}
+
 // How codec data are decoded; without a decoder where none is built.
 CodecData codecData(const WaveFormat& format) {
     CodecData data;
@@ -77,6 +109,17 @@ CodecData codecData(const WaveFormat& format) {
         case WaveCodec::YamahaAdpcm:
             data.unit = {kStreamPiece, kStreamPiece * 2 / format.channels};
             data.makeDecoder = decoder16<YamahaAdpcmDecoder>(int{format.channels});
+            break;
+        case WaveCodec::G72x:
+            setG72x(data, format.bits, CodePacking::HighBitsFirst, format.channels);
+            break;
+        case WaveCodec::G722:
+            setG722(data, 8, CodePacking::HighBitsFirst, format.channels);
+            break;
+        case WaveCodec::Gsm610:
+            return gsmPairs(format);
+        case WaveCodec::GsmFramed:
+            data.makeDecoder = decoder16<gsm610::ModemDecoder>();
             break;
         default:
             break;

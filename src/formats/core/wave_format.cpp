@@ -157,11 +157,13 @@ bool checkCodec(WaveFormat& format) {
                 return fail("> 2ch Yamaha ADPCM not supported");
             return format.bits == 4 || fail("Unsupported bits/sample for Yamaha ADPCM format");
         case WaveCodec::G72x:
+            if (format.channels > 2)
+                return fail("Can't handle > 2 channel files");
             return bits2to4 || format.bits == 5 ||
                    fail("Invalid no bits/sample for CCITT G.721/.723/.726 ADPCM encoding");
         case WaveCodec::G722:
             format.bits = 4;
-            return true;
+            return format.channels <= 2 || fail("Can't handle > 2 channel files");
         case WaveCodec::Gsm610:
         case WaveCodec::GsmFramed:
             format.bits = kGsmBits;
