@@ -6,6 +6,8 @@
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
 #include "formats/core/raw_adpcm.h"
+#include "formats/core/raw_gsm.h"
+#include "formats/core/raw_rockwell.h"
 #include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
@@ -206,11 +208,11 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 164 */ {"gig", "GigaStudio v3 - Compressed", nullptr, writeNotBuilt, nullptr, 145, 0x300014, 0x13},
     /* 165 */ {"gi!", "GigaStudio/GSImport split", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
     /* 166 */ {"gkh", "Ensoniq EPS disk image", readNotBuilt, nullptr, probe::ensoniqTaggedDisk, 128, 0, 0},
-    /* 167 */ {"gsm", "Raw GSM 06.10", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100400, 0},
-    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readNotBuilt, writeNotBuilt, probe::rawGsmFrames, 1, 0x100400, 1},
-    /* 169 */ {"gsm", "USR GSM without header", readNotBuilt, writeNotBuilt, probe::usrGsmFrames, 1, 0x100400, 2},
-    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeNotBuilt, nullptr, 1, 0x100400, 3},
-    /* 171 */ {"gsm", "USR GSM with header", readNotBuilt, writeNotBuilt, probe::usrGsmWave, 1, 0x100400, 4},
+    /* 167 */ {"gsm", "Raw GSM 06.10", readRawGsm, writeRawGsm, probeGeneric, 1, 0x100400, 0},
+    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readRawGsm, writeRawGsm, probe::rawGsmFrames, 1, 0x100400, 1},
+    /* 169 */ {"gsm", "USR GSM without header", readRawGsm, writeRawGsm, probe::usrGsmFrames, 1, 0x100400, 2},
+    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeRawGsm, nullptr, 1, 0x100400, 3},
+    /* 171 */ {"gsm", "USR GSM with header", readWave, writeRawGsm, probe::usrGsmWave, 1, 0x100400, 4},
     /* 172 */ {"hcom", "Sound Tools HCOM", readNotBuilt, nullptr, probe::hcom, 1, 0, 0},
     /* 173 */ {"hd", "PlayStation 2 SCEI set", readNotBuilt, nullptr, probe::playStation2Bank, 17, 0, 0},
     /* 174 */ {"ibk", "Creative FM bank", readNotBuilt, nullptr, probe::creativeFmBank, 128, 0, 0},
@@ -384,10 +386,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 342 */ {"rmi", "RIFF-MIDI w no instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 0},
     /* 343 */ {"rmi", "RIFF-MIDI w DLS level 1 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 344 */ {"rmi", "RIFF-MIDI w DLS level 2 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 2},
-    /* 345 */ {"rockwell", "Rockwell ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x103800, 0},
-    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100800, 2},
-    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x101000, 3},
-    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 4},
+    /* 345 */ {"rockwell", "Rockwell ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x103800, 0},
+    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x100800, 2},
+    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x101000, 3},
+    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x102000, 4},
     /* 349 */ {"s", "AKAI S900/S950 sample", readNotBuilt, nullptr, probe::akaiS900Sample, 1, 0, 0},
     /* 350 */ {"s", "AKAI S1000 sample", readNotBuilt, writeNotBuilt, probe::akaiS1000Sample, 1, 0x100004, 1},
     /* 351 */ {"s", "AKAI S3000 sample", readNotBuilt, writeNotBuilt, probe::akaiS3000Sample, 1, 0x100004, 3},

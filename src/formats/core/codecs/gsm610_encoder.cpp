@@ -17,11 +17,10 @@ std::int32_t magnitude(std::int32_t value) {
     return std::min(std::abs(value), 32767);
 }
 
-template <typename Samples>
-std::int32_t largest(const Samples& samples, std::size_t count) {
+std::int32_t largest(std::span<const std::int16_t> samples) {
     std::int32_t most = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        most = std::max(most, std::abs(std::int32_t{samples[i]}));
+    for (const std::int16_t sample : samples)
+        most = std::max(most, std::abs(std::int32_t{sample}));
     return std::min(most, 32767);
 }
 
@@ -30,7 +29,7 @@ using Correlations = std::array<std::int32_t, 9>;
 // The autocorrelation of 160 samples (5.2.4). Loud samples are brought down to 12 bits first, which costs
 // them their low bits for the rest of the coder too.
 Correlations autocorrelate(std::array<std::int16_t, kFrameSamples>& samples) {
-    const std::int32_t most = largest(samples, samples.size());
+    const std::int32_t most = largest(samples);
     const int shift = most == 0 ? 0 : 4 - (headroom(most) - 16);
     // 8 zeros before and behind the samples, so that every lag is a sum of the same length.
     std::array<std::int16_t, kFrameSamples + 8> padded = {};
@@ -111,7 +110,7 @@ struct Prediction {
 // The lag whose past residual resembles the 40 samples most, and how strongly (5.2.11). `past` points at the
 // sample that would follow the past one.
 Prediction predict(const std::int16_t* wanted, const std::int16_t* past) {
-    const std::int32_t most = largest(wanted, 40);
+    const std::int32_t most = largest({wanted, 40});
     const int room = most == 0 ? 0 : headroom(most) - 16;
     const int shift = most == 0 || room > 6 ? 0 : 6 - room;
     std::array<std::int16_t, 40> scaled;
@@ -188,7 +187,7 @@ void encodeResidual(const std::int16_t* residual, Subframe& to) {
         kept[i] = weighted[to.grid + 3 * i];
 
     // The maximum as a floating number of three exponent and three mantissa bits, rounded down.
-    const std::int32_t maximum = largest(kept, kept.size());
+    const std::int32_t maximum = largest(kept);
     const int exponent = static_cast<int>(std::bit_width(static_cast<std::uint32_t>(maximum >> 9)));
     to.maximum = static_cast<std::uint8_t>((maximum >> (exponent + 5)) + exponent * 8);
 
