@@ -407,7 +407,7 @@ class IffWalker {
             counted > held && counted / unit.frames > held - unit.frames && counted / unit.frames <= held;
         if (framesCounted)
             waveform_.frames /= unit.frames;
-        else if (waveform_.channels == 2 && counted * 2 == held)
+        else if (waveform_.channels == 2 && counted / unit.frames == held / unit.frames / 2)
             waveform_.frames *= 2;
     }
 

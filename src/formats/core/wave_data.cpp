@@ -185,7 +185,7 @@ void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_pt
     // A widespread writer of IMA ADPCM divides the "fact" count by the channels; half of a stereo file would
     // be lost.
     if (format.codec == WaveCodec::ImaAdpcm && format.channels == 2 &&
-        std::uint64_t{waveform.frames} * 2 == framesIn(data))
+        std::uint64_t{waveform.frames} == framesIn(data) / 2)
         waveform.frames *= 2;
     attachCodecSamples(waveform, std::move(file), std::move(data));
 }
