@@ -408,7 +408,7 @@ class IffWalker {
         if (framesCounted)
             waveform_.frames /= unit.frames;
         else if (waveform_.channels == 2 && counted / unit.frames == held / unit.frames / 2)
-            waveform_.frames *= 2;
+            waveform_.frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(held, UINT32_MAX));
     }
 
     void attachCodec() {

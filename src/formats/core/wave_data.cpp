@@ -186,7 +186,7 @@ void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_pt
     // be lost.
     if (format.codec == WaveCodec::ImaAdpcm && format.channels == 2 &&
         std::uint64_t{waveform.frames} == framesIn(data) / 2)
-        waveform.frames *= 2;
+        waveform.frames = static_cast<std::uint32_t>(framesIn(data));
     attachCodecSamples(waveform, std::move(file), std::move(data));
 }
 
