@@ -5,6 +5,10 @@
 
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
+#include "formats/core/raw_adpcm.h"
+#include "formats/core/raw_gsm.h"
+#include "formats/core/raw_rockwell.h"
+#include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
 #include "formats/framework/format_table.h"
@@ -204,11 +208,11 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 164 */ {"gig", "GigaStudio v3 - Compressed", nullptr, writeNotBuilt, nullptr, 145, 0x300014, 0x13},
     /* 165 */ {"gi!", "GigaStudio/GSImport split", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
     /* 166 */ {"gkh", "Ensoniq EPS disk image", readNotBuilt, nullptr, probe::ensoniqTaggedDisk, 128, 0, 0},
-    /* 167 */ {"gsm", "Raw GSM 06.10", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100400, 0},
-    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readNotBuilt, writeNotBuilt, probe::rawGsmFrames, 1, 0x100400, 1},
-    /* 169 */ {"gsm", "USR GSM without header", readNotBuilt, writeNotBuilt, probe::usrGsmFrames, 1, 0x100400, 2},
-    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeNotBuilt, nullptr, 1, 0x100400, 3},
-    /* 171 */ {"gsm", "USR GSM with header", readNotBuilt, writeNotBuilt, probe::usrGsmWave, 1, 0x100400, 4},
+    /* 167 */ {"gsm", "Raw GSM 06.10", readRawGsm, writeRawGsm, probeGeneric, 1, 0x100400, 0},
+    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readRawGsm, writeRawGsm, probe::rawGsmFrames, 1, 0x100400, 1},
+    /* 169 */ {"gsm", "USR GSM without header", readRawGsm, writeRawGsm, probe::usrGsmFrames, 1, 0x100400, 2},
+    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeRawGsm, nullptr, 1, 0x100400, 3},
+    /* 171 */ {"gsm", "USR GSM with header", readWave, writeRawGsm, probe::usrGsmWave, 1, 0x100400, 4},
     /* 172 */ {"hcom", "Sound Tools HCOM", readNotBuilt, nullptr, probe::hcom, 1, 0, 0},
     /* 173 */ {"hd", "PlayStation 2 SCEI set", readNotBuilt, nullptr, probe::playStation2Bank, 17, 0, 0},
     /* 174 */ {"ibk", "Creative FM bank", readNotBuilt, nullptr, probe::creativeFmBank, 128, 0, 0},
@@ -382,10 +386,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 342 */ {"rmi", "RIFF-MIDI w no instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 0},
     /* 343 */ {"rmi", "RIFF-MIDI w DLS level 1 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 344 */ {"rmi", "RIFF-MIDI w DLS level 2 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 2},
-    /* 345 */ {"rockwell", "Rockwell ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x103800, 0},
-    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100800, 2},
-    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x101000, 3},
-    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 4},
+    /* 345 */ {"rockwell", "Rockwell ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x103800, 0},
+    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x100800, 2},
+    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x101000, 3},
+    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x102000, 4},
     /* 349 */ {"s", "AKAI S900/S950 sample", readNotBuilt, nullptr, probe::akaiS900Sample, 1, 0, 0},
     /* 350 */ {"s", "AKAI S1000 sample", readNotBuilt, writeNotBuilt, probe::akaiS1000Sample, 1, 0x100004, 1},
     /* 351 */ {"s", "AKAI S3000 sample", readNotBuilt, writeNotBuilt, probe::akaiS3000Sample, 1, 0x100004, 3},
@@ -498,9 +502,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 458 */ {"vm1", "Panasonic voice", readNotBuilt, nullptr, probeGeneric, 1, 0, 0x104},
     /* 459 */ {"voc", "SoundBlaster voice", readNotBuilt, writeNotBuilt, probe::creativeVoice, 1, 0x300305, 0},
     /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeNotBuilt, nullptr, 1, 0x300001, 1},
-    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
-    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 6000},
-    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 8000},
+    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readVox, writeVox, probeGeneric, 1, 0x102000, 0},
+    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 6000},
+    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 8000},
     /* 464 */ {"vox", "Talking Technology Inc", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 465 */ {"vsb", "Virtual Sampler bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 466 */ {"w01", "Yamaha TX16W wave", readNotBuilt, writeNotBuilt, probe::yamahaTx16wWave, 1, 0x100002, 0},
@@ -514,8 +518,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 474 */ {"w7v", "Yamaha Motif ES voices", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x21},
     /* 475 */ {"w7w", "Yamaha Motif ES waves", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x22},
     /* 476 */ {"w8v", "Yamaha Motif ES data", readNotBuilt, nullptr, probe::yamahaMotif, 1, 0, 0x23},
-    /* 477 */ {"w64", "Wave-64", readNotBuilt, writeNotBuilt, probe::wave64, 1, 0x300375, 0},
-    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0},
+    /* 477 */ {"w64", "Wave-64", readWave64, writeWave64, probe::wave64, 1, 0x300375, 0},
+    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0, waveOptions},
     /* 479 */ {"wav", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 480 */ {"wa!", "GigaStudio compr wave", readNotBuilt, writeNotBuilt, probe::gigaWave, 1, 0x300004, 0},
     /* 481 */ {"wfb", "TB WaveFront bank", readNotBuilt, nullptr, probe::waveFront, 128, 0, 0},
@@ -563,7 +567,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 523 */ {"xi", "Fast Tracker 2 instrument", readNotBuilt, writeNotBuilt, probe::fastTracker2Instrument, 17, 0x118000, 0},
     /* 524 */ {"xm", "Fast Tracker 2 module", readNotBuilt, nullptr, probe::fastTracker2Module, 128, 0, 0},
     /* 525 */ {"xmi", "MSS extended MIDI", readNotBuilt, writeNotBuilt, probe::xmidi, 64, 0x80000, 0},
-    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
+    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readYamahaAdpcm, writeYamahaAdpcm, probeGeneric, 1, 0x102000, 0},
 }};
 // clang-format on
 
