@@ -346,15 +346,15 @@ void G722Encoder::reset() {
 void G722Encoder::encode(std::span<const std::int16_t> from, std::span<Byte> to) {
     std::array<std::uint8_t, kRun> codes;
     Row even{}, odd{};
-    while (from.size() >= kG722SamplesPerCode) {
-        const std::size_t count = std::min(from.size() / kG722SamplesPerCode, kRun);
+    while (!from.empty()) {
+        const std::size_t count = std::min((from.size() + 1) / kG722SamplesPerCode, kRun);
         for (std::size_t i = 0; i < kTaps - 1; ++i) {
             even[i] = past_[2 * i];
             odd[i] = past_[2 * i + 1];
         }
         for (std::size_t i = 0; i < count; ++i) {
             even[kTaps - 1 + i] = from[2 * i];
-            odd[kTaps - 1 + i] = from[2 * i + 1];
+            odd[kTaps - 1 + i] = 2 * i + 1 < from.size() ? from[2 * i + 1] : std::int16_t{0};
         }
         for (std::size_t i = 0; i < kTaps - 1; ++i) {
             past_[2 * i] = even[count + i];
@@ -374,7 +374,7 @@ void G722Encoder::encode(std::span<const std::int16_t> from, std::span<Byte> to)
             codes[i] = static_cast<std::uint8_t>((highCode << 6 | lowCode) >> (8 - width_));
         }
         packCodes(width_, packing_, std::span<const std::uint8_t>(codes).first(count), to);
-        from = from.subspan(count * kG722SamplesPerCode);
+        from = from.subspan(std::min(count * kG722SamplesPerCode, from.size()));
         to = to.subspan(static_cast<std::size_t>(packedSize(count, width_)));
     }
 }
