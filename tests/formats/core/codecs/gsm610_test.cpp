@@ -51,7 +51,8 @@ struct Gsm610 : testing::Test {
             if (std::filesystem::exists(path) && run(std::string("ffmpeg -v error -y -t 60 -i ") + path +
                                                      " -f s16le -ar 8000 -ac 1 " + file("real.raw"))) {
                 Samples samples = samplesOf(readFile(folder / "real.raw"));
-                samples.resize(samples.size() / kPairSamples * kPairSamples);
+                // Pairs of pairs: libsndfile counts the pad byte behind an odd one as data.
+                samples.resize(samples.size() / (2 * kPairSamples) * (2 * kPairSamples));
                 all.push_back({name, std::move(samples), true});
             }
         };
@@ -59,7 +60,7 @@ struct Gsm610 : testing::Test {
         add("/usr/share/sounds/alsa/Noise.wav", "recorded noise");
         add("/usr/share/games/tecnoballz/musics/area1-game.mod", "music");
         std::mt19937 random(610);
-        all.push_back({"silence", made(50, [](std::size_t) { return 0; }), true});
+        all.push_back({"silence", made(52, [](std::size_t) { return 0; }), true});
         all.push_back(
             {"last bits", made(400, [&](std::size_t) { return static_cast<int>(random() % 17) - 8; }), true});
         all.push_back(
