@@ -24,8 +24,7 @@ Samples decoded(const std::vector<Byte>& bytes, int bits) {
     return samples;
 }
 
-// Voiced speech, roughly: a pulse train through two resonances, with pauses. It swings to about four times
-// the level.
+// Voiced speech, roughly: a pulse train through two resonances, with pauses.
 Samples speechLike(std::size_t count, double level) {
     Samples samples(count);
     double a1 = 0, a2 = 0, b1 = 0, b2 = 0;
