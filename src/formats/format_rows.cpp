@@ -5,8 +5,10 @@
 
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
+#include "formats/core/raw_adpcm.h"
 #include "formats/core/raw_gsm.h"
 #include "formats/core/raw_rockwell.h"
+#include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
 #include "formats/framework/format_table.h"
@@ -500,9 +502,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 458 */ {"vm1", "Panasonic voice", readNotBuilt, nullptr, probeGeneric, 1, 0, 0x104},
     /* 459 */ {"voc", "SoundBlaster voice", readNotBuilt, writeNotBuilt, probe::creativeVoice, 1, 0x300305, 0},
     /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeNotBuilt, nullptr, 1, 0x300001, 1},
-    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
-    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 6000},
-    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 8000},
+    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readVox, writeVox, probeGeneric, 1, 0x102000, 0},
+    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 6000},
+    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 8000},
     /* 464 */ {"vox", "Talking Technology Inc", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 465 */ {"vsb", "Virtual Sampler bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 466 */ {"w01", "Yamaha TX16W wave", readNotBuilt, writeNotBuilt, probe::yamahaTx16wWave, 1, 0x100002, 0},
@@ -516,8 +518,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 474 */ {"w7v", "Yamaha Motif ES voices", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x21},
     /* 475 */ {"w7w", "Yamaha Motif ES waves", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x22},
     /* 476 */ {"w8v", "Yamaha Motif ES data", readNotBuilt, nullptr, probe::yamahaMotif, 1, 0, 0x23},
-    /* 477 */ {"w64", "Wave-64", readNotBuilt, writeNotBuilt, probe::wave64, 1, 0x300375, 0},
-    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0},
+    /* 477 */ {"w64", "Wave-64", readWave64, writeWave64, probe::wave64, 1, 0x300375, 0},
+    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0, waveOptions},
     /* 479 */ {"wav", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 480 */ {"wa!", "GigaStudio compr wave", readNotBuilt, writeNotBuilt, probe::gigaWave, 1, 0x300004, 0},
     /* 481 */ {"wfb", "TB WaveFront bank", readNotBuilt, nullptr, probe::waveFront, 128, 0, 0},
@@ -565,7 +567,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 523 */ {"xi", "Fast Tracker 2 instrument", readNotBuilt, writeNotBuilt, probe::fastTracker2Instrument, 17, 0x118000, 0},
     /* 524 */ {"xm", "Fast Tracker 2 module", readNotBuilt, nullptr, probe::fastTracker2Module, 128, 0, 0},
     /* 525 */ {"xmi", "MSS extended MIDI", readNotBuilt, writeNotBuilt, probe::xmidi, 64, 0x80000, 0},
-    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
+    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readYamahaAdpcm, writeYamahaAdpcm, probeGeneric, 1, 0x102000, 0},
 }};
 // clang-format on
 
