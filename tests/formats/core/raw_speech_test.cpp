@@ -112,9 +112,10 @@ TEST_F(RawSpeech, ModemWaveIsAWaveFile) {
     std::vector<float> floats(samples.size());
     samplesFrom16(samples, floats);
     EXPECT_EQ(floats, throughGsm(*source()));
+    floats.resize(10007);
     ASSERT_TRUE(openFile(collection, path, false, services)) << LastErrorText;
-    EXPECT_EQ(collection.all<Waveform>().front()->frames, 10007u);
     EXPECT_EQ(collection.all<Waveform>().front()->sampleRate, 8000u);
+    EXPECT_EQ(loaded(), floats) << "without the silence that fills the last frame up";
 }
 
 TEST_F(RawSpeech, SoxReadsOurGsm) {
