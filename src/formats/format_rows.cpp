@@ -7,6 +7,19 @@
 #include "formats/core/aiff_writer.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
+#include "formats/core/waves/au.h"
+#include "formats/core/waves/avr.h"
+#include "formats/core/waves/covox.h"
+#include "formats/core/waves/diamond_ware.h"
+#include "formats/core/waves/esps.h"
+#include "formats/core/waves/inrs.h"
+#include "formats/core/waves/ircam.h"
+#include "formats/core/waves/nist.h"
+#include "formats/core/waves/psion.h"
+#include "formats/core/waves/sample_vision.h"
+#include "formats/core/waves/sndtool.h"
+#include "formats/core/waves/sounder.h"
+#include "formats/core/waves/sppack.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/probes/akai.h"
 #include "formats/framework/probes/banks.h"
@@ -69,9 +82,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 29 */ {"ase", "Velvet Studio sample", readNotBuilt, nullptr, probe::velvetSample, 1, 0, 0},
     /* 30 */ {"asf", "ActiveMovie streaming", readNotBuilt, nullptr, probe::asf, 1, 0, 0},
     /* 31 */ {"atak1a", "Soundscape audio-take", readNotBuilt, writeNotBuilt, probeNone, 1, 0x100004, 0},
-    /* 32 */ {"au", "Sun/NeXT/DEC audio", readNotBuilt, writeNotBuilt, probe::au, 1, 0x3073F5, 0},
+    /* 32 */ {"au", "Sun/NeXT/DEC audio", readAu, writeAu, probe::au, 1, 0x3073F5, 0},
     /* 33 */ {"avi", "Audio video interleave", readNotBuilt, nullptr, probe::avi, 1, 0, 0},
-    /* 34 */ {"avr", "Audio Visual Research", readNotBuilt, nullptr, probe::avr, 1, 0, 0},
+    /* 34 */ {"avr", "Audio Visual Research", readAvr, nullptr, probe::avr, 1, 0, 0},
     /* 35 */ {"bin", "Roland D-50 VST bank", readNotBuilt, nullptr, probe::rolandD50Bank, 128, 0, 0},
     /* 36 */ {"bn4", "Yamaha DX100/DX21/DX27 voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 0},
     /* 37 */ {"bnk", "AdLib bank", readNotBuilt, nullptr, probe::adLibBank, 128, 0, 0},
@@ -114,7 +127,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 74 */ {"dsm", "Digital Sound Module", readNotBuilt, nullptr, probe::digitalSoundModule, 128, 0, 0},
     /* 75 */ {"dspreset", "Decent Sampler Preset", readNotBuilt, writeNotBuilt, probe::decentSamplerPreset, 17, 0x300054, 0},
     /* 76 */ {"dtm", "DigiTrekker module", readNotBuilt, nullptr, probe::digiTrekker, 128, 0, 0},
-    /* 77 */ {"dwd", "DiamondWare digitized", readNotBuilt, writeNotBuilt, probe::diamondWare, 1, 0x300005, 0},
+    /* 77 */ {"dwd", "DiamondWare digitized", readDiamondWare, writeDiamondWare, probe::diamondWare, 1, 0x300005, 0},
     /* 78 */ {"dx7", "Yamaha DX7 voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 2},
     /* 79 */ {"dx7", "Raw Yamaha DX7 32-voice", readNotBuilt, nullptr, probe::yamahaRawBank, 128, 0, 0},
     /* 80 */ {"eda", "Ensoniq ASR disk image", readNotBuilt, nullptr, probe::ensoniqPackedDisk, 128, 0, 1},
@@ -135,7 +148,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 95 */ {"emd", "ABT extended module", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 96 */ {"emy", "EMelody ring-tone", readNotBuilt, writeNotBuilt, probe::eMelody, 96, 0x80000, 0},
     /* 97 */ {"emy", "EMelody simplified", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
-    /* 98 */ {"esps", "ESPS", readNotBuilt, nullptr, probe::esps, 1, 0, 0},
+    /* 98 */ {"esps", "ESPS", readEsps, nullptr, probe::esps, 1, 0, 0},
     /* 99 */ {"eui", "Ensoniq EPS/ASR-10 disk image", readNotBuilt, nullptr, probe::ensoniqDisk, 128, 0, 0},
     /* 100 */ {"exs", "Logic EXS24 instrument", readNotBuilt, writeNotBuilt, probe::exsInstrument, 16, 0x300014, 0},
     /* 101 */ {"f2r", "Farandole linear module", readNotBuilt, nullptr, probe::farandoleLinear, 128, 0, 0},
@@ -220,7 +233,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 180 */ {"imy", "iMelody - Simplified v1.0", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 181 */ {"ini", "Gravis ini bank setup + .PAT's", readNotBuilt, writeNotBuilt, probe::gravisBankList, 128, 0x100005, 0},
     /* 182 */ {"ini", "IBM MWave DSP synth", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 183 */ {"inrs", "INRS-Telecommunications", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
+    /* 183 */ {"inrs", "INRS-Telecommunications", readInrs, nullptr, probeGeneric, 1, 0, 0},
     /* 184 */ {"ins", "Ad Lib instrument", readNotBuilt, nullptr, probe::adLibInstrument, 16, 0, 0},
     /* 185 */ {"ins", "Ensoniq EPS intrument", readNotBuilt, writeNotBuilt, probe::ensoniqFile, 17, 0x100004, 0},
     /* 186 */ {"ins", "Sample Cell II Mac", readNotBuilt, writeNotBuilt, probeNone, 17, 0x300005, 0},
@@ -296,7 +309,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 256 */ {"mus", "Musifile MPEG layer II", readNotBuilt, nullptr, probe::musifile, 1, 0, 0},
     /* 257 */ {"mus10", "Mus10", readNotBuilt, nullptr, probe::mus10, 1, 0, 0},
     /* 258 */ {"ncw", "NI Kontakt Compressed", readNotBuilt, nullptr, probe::kontaktWave, 1, 0, 0},
-    /* 259 */ {"nist", "NIST Sphere", readNotBuilt, nullptr, probe::nistSphere, 1, 0, 0},
+    /* 259 */ {"nist", "NIST Sphere", readNist, nullptr, probe::nistSphere, 1, 0, 0},
     /* 260 */ {"nkb", "NI Kontakt v1 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x201},
     /* 261 */ {"nkb", "NI Kontakt v2/3/4 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x202},
     /* 262 */ {"nkb", "NI Kontakt v5/6/7 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x205},
@@ -368,7 +381,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 328 */ {"ppf", "TB Pinnacle program", readNotBuilt, nullptr, probeNone, 16, 0, 0},
     /* 329 */ {"prg", "WAVmaker program", readNotBuilt, nullptr, probeNone, 16, 0, 0},
     /* 330 */ {"psb", "TB Pinnacle bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 331 */ {"psion", "PSION A-law", readNotBuilt, nullptr, probe::psion, 1, 0, 0},
+    /* 331 */ {"psion", "PSION A-law", readPsion, nullptr, probe::psion, 1, 0, 0},
     /* 332 */ {"psm", "Protracker Studio module", readNotBuilt, nullptr, probe::protrackerStudio, 128, 0, 0},
     /* 333 */ {"ptm", "Poly Tracker module", readNotBuilt, nullptr, probe::polyTracker, 128, 0, 0},
     /* 334 */ {"raw", "Signed 8-bit PCM", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, 0, 22050)},
@@ -415,7 +428,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 375 */ {"sdw", "Signed dwords (32-bit)", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm32, 0, 44100)},
     /* 376 */ {"seq", "PlayStation music", readNotBuilt, writeNotBuilt, probe::playStationSequence, 96, 0x80000, 0},
     /* 377 */ {"sdx", "SDX compact MIDI SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 378 */ {"sf", "IRCAM / MTU sound", readNotBuilt, writeNotBuilt, probe::ircam, 1, 0x3003F5, 0},
+    /* 378 */ {"sf", "IRCAM / MTU sound", readIrcam, writeIrcam, probe::ircam, 1, 0x3003F5, 0},
     /* 379 */ {"sf2", "SoundFont v2 bank", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
     /* 380 */ {"sf2pack", "MIDI Converter Studio", readNotBuilt, nullptr, probe::soundFontPack, 128, 0, 0},
     /* 381 */ {"sf3", "Compressed SoundFont", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
@@ -431,7 +444,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 391 */ {"shn", "Shorten lossless", readNotBuilt, writeNotBuilt, probe::shorten, 1, 0x320000, 0},
     /* 392 */ {"smd", "J-Phone / SmdEd song", readNotBuilt, nullptr, probeNone, 64, 0, 0},
     /* 393 */ {"smp", "AdLib Gold sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 394 */ {"smp", "Samplevision", readNotBuilt, nullptr, probe::sampleVision, 1, 0, 0},
+    /* 394 */ {"smp", "Samplevision", readSampleVision, nullptr, probe::sampleVision, 1, 0, 0},
     /* 395 */ {"smp", "Avalon sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 396 */ {"snd", "Unsigned 8-bit PCM", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22050)},
     /* 397 */ {"snd", "AKAI MPC sample", readNotBuilt, nullptr, probe::akaiMpcSound, 1, 0, 0},
@@ -439,12 +452,12 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 399 */ {"snd", "AKAI MPC60 'type 2' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 2},
     /* 400 */ {"snd", "AKAI MPC2000 'type 4' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 4},
     /* 401 */ {"snd", "AKAI MPC3000 'type 2' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 0x12},
-    /* 402 */ {"sndr", "Sounder", readNotBuilt, nullptr, probe::sounder, 1, 0, 0},
-    /* 403 */ {"sndt", "Sndtool", readNotBuilt, nullptr, probe::sndtool, 1, 0, 0},
+    /* 402 */ {"sndr", "Sounder", readSounder, nullptr, probe::sounder, 1, 0, 0},
+    /* 403 */ {"sndt", "Sndtool", readSndtool, nullptr, probe::sndtool, 1, 0, 0},
     /* 404 */ {"sou", "SB Studio II", readNotBuilt, nullptr, probe::soundStudioSample, 128, 0, 0},
     /* 405 */ {"spd", "Speech data", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 406 */ {"spl", "Digitrakker sample", readNotBuilt, nullptr, probe::digitrakkerSample, 1, 0, 0},
-    /* 407 */ {"sppack", "SPPack sample", readNotBuilt, writeNotBuilt, probe::sppack, 1, 0x300305, 0},
+    /* 407 */ {"sppack", "SPPack sample", readSppack, writeSppack, probe::sppack, 1, 0x300305, 0},
     /* 408 */ {"sq", "PlayStation 2 SCEI sequence", readNotBuilt, nullptr, probe::playStation2Sequence, 64, 0, 0},
     /* 409 */ {"ss2", "PlayStation 2 sound", readNotBuilt, nullptr, probe::playStation2Stream, 1, 0, 0},
     /* 410 */ {"stm", "ScreamTracker v2 module", readNotBuilt, nullptr, probeGeneric, 128, 0, 0},
@@ -491,7 +504,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 451 */ {"uw", "Unsigned words (16-bit) - Little Endian", readRaw, writeRaw, probeGeneric, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kUnsigned, 44100)},
     /* 452 */ {"uw", "Unsigned words (16-bit) - Bit Endian", nullptr, writeRaw, nullptr, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kUnsigned | source_format::kBigEndian, 44100)},
     /* 453 */ {"uwf", "UltraTracker wave", readNotBuilt, nullptr, probe::ultraTrackerWave, 1, 0, 0},
-    /* 454 */ {"v8", "Covox 8-bit", readNotBuilt, nullptr, probe::covox, 1, 0, 0},
+    /* 454 */ {"v8", "Covox 8-bit", readCovox, nullptr, probe::covox, 1, 0, 0},
     /* 455 */ {"vab", "PlayStation bank", readNotBuilt, writeNotBuilt, probe::playStationVab, 144, 0x102000, 0},
     /* 456 */ {"vag", "PlayStation sound", readNotBuilt, writeNotBuilt, probe::playStationVag, 1, 0x102000, 0},
     /* 457 */ {"vap", "Annotated speech", readNotBuilt, writeNotBuilt, probeGeneric, 145, 0x102000, 0},
