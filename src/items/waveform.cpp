@@ -18,8 +18,8 @@ const char* waveTextName(WaveText text) {
     return kNames[static_cast<std::size_t>(text)];
 }
 
-bool WaveformSource::decodeFrames(const Waveform&, std::uint64_t, std::uint32_t, float*) const {
-    return false;
+std::unique_ptr<FrameStream> WaveformSource::openStream(const Waveform&) const {
+    return nullptr;
 }
 
 bool WaveformSource::storedPcm(const Waveform&, StoredPcm&) const {

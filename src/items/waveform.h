@@ -28,6 +28,17 @@ struct StoredPcm {
     std::uint64_t byteSize = 0;    // of all frames
 };
 
+// One pass over the frames of a source, front to back.
+class FrameStream {
+  public:
+    virtual ~FrameStream() = default;
+    // Decodes the next `count` frames into `to` (count × channels floats). The caller asks for no more frames
+    // than the waveform has. False with LastErrorText ("Reading from file failed").
+    virtual bool read(std::uint32_t count, float* to) = 0;
+    // Goes on that many frames; decodes them only where that is the way. False with LastErrorText.
+    virtual bool skip(std::uint64_t frames) = 0;
+};
+
 // Sample data that is still in its file and is decoded on first use. Shared by clones of a waveform.
 class WaveformSource {
   public:
@@ -37,11 +48,10 @@ class WaveformSource {
     // LastErrorText ("Reading from file failed", "Out of memory") when that fails.
     virtual bool decode(Waveform& waveform) const = 0;
 
-    // Decodes `count` frames from frame `first` into `to` (count × channels floats), for sources with random
-    // access. False without touching LastErrorText when the source has none (canStream() tells).
+    // For sources that can be decoded piece by piece, whose frame count is then certain.
     virtual bool canStream() const { return false; }
-    virtual bool decodeFrames(const Waveform& waveform, std::uint64_t first, std::uint32_t count,
-                              float* to) const;
+    // A pass from the first frame on; nullptr when canStream() is false.
+    virtual std::unique_ptr<FrameStream> openStream(const Waveform& waveform) const;
 
     // Set when the stored data are plain interleaved samples of exactly the waveform's frames and channels.
     virtual bool storedPcm(const Waveform& waveform, StoredPcm& layout) const;

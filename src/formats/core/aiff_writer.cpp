@@ -8,6 +8,7 @@
 #include "base/rounding.h"
 #include "formats/framework/file_image.h"
 #include "formats/framework/format_table.h"
+#include "formats/framework/frame_reader.h"
 #include "formats/framework/stored_samples.h"
 
 namespace velor {
@@ -87,9 +88,7 @@ void writeInstrument(ByteWriter& to, const Waveform& waveform) {
 }
 
 bool buildImage(Waveform& waveform, const SaveOptions& options, UserInterface& ui, FileImage& image) {
-    // Data that cannot be streamed are decoded first: only then is their length certain.
-    const auto source = waveform.source();
-    if (!waveform.samplesLoaded() && !(source && source->canStream()) && !waveform.loadSamples())
+    if (!settleFrameCount(waveform))
         return false;
     const std::uint32_t flags =
         options.flags ? options.flags : kEncodings | format_flags::kMono | format_flags::kStereo;

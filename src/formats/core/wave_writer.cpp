@@ -8,6 +8,7 @@
 #include "formats/core/wave_format.h"
 #include "formats/core/wave_sampler.h"
 #include "formats/framework/format_table.h"
+#include "formats/framework/frame_reader.h"
 #include "formats/framework/stored_samples.h"
 
 namespace velor {
@@ -205,9 +206,7 @@ void resetWaveHeaderTemplate() {
 
 bool buildWaveImage(Waveform& waveform, const SaveOptions& options, UserInterface& ui, WaveImage& image) {
     image.release();
-    // Data that cannot be streamed are decoded first: only then is their length certain.
-    const auto source = waveform.source();
-    if (!waveform.samplesLoaded() && !(source && source->canStream()) && !waveform.loadSamples())
+    if (!settleFrameCount(waveform))
         return false;
     Plan plan;
     if (!makePlan(waveform, options, plan) || !image.allocate(8 + plan.riffSize()))

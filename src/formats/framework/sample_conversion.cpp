@@ -505,4 +505,18 @@ void widenSamples(const SampleLayout& from, std::span<const Byte> in, const Samp
            from.isUnsigned != to.isUnsigned ? 0x80000000u : 0);
 }
 
+void samplesFrom16(std::span<const std::int16_t> from, std::span<float> to) {
+    const std::int16_t* __restrict in = from.data();
+    float* __restrict out = to.data();
+    for (std::size_t i = 0; i < from.size(); ++i)
+        out[i] = static_cast<float>(in[i]) * (1.0f / 32768.0f);
+}
+
+void samplesTo16(std::span<const float> from, std::span<std::int16_t> to) {
+    const float* __restrict in = from.data();
+    std::int16_t* __restrict out = to.data();
+    for (std::size_t i = 0; i < from.size(); ++i)
+        out[i] = static_cast<std::int16_t>(quantise<16>(in[i]));
+}
+
 }  // namespace velor

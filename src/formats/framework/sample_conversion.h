@@ -38,6 +38,11 @@ void decodeSamples(const SampleLayout& layout, std::span<const Byte> from, std::
 // bytes.
 void encodeSamples(const SampleLayout& layout, std::span<const float> from, std::span<Byte> to);
 
+// 16-bit samples to floats and back, as decodeSamples() and encodeSamples() do it. Both spans have one
+// length.
+void samplesFrom16(std::span<const std::int16_t> from, std::span<float> to);
+void samplesTo16(std::span<const float> from, std::span<std::int16_t> to);
+
 // True when widenSamples() takes `from` to `to`: integer PCM of 8, 16 or 24 bits to the next wider or equal
 // one.
 bool canWiden(const SampleLayout& from, const SampleLayout& to);

@@ -6,14 +6,12 @@
 #include <vector>
 
 #include "base/error.h"
+#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
 namespace {
 
-// Frames that are read, converted and written in one go: small enough to stay in the cache, even so that
-// packed encodings split at whole bytes.
-constexpr std::uint32_t kChunkFrames = 8192;
 // Bytes read from the file at a time; a block of this size lives on the stack.
 constexpr std::size_t kReadBytes = 65536;
 
@@ -46,6 +44,58 @@ void compactFrames(Byte* data, std::uint32_t frames, const StoredBlock& block, s
     }
 }
 
+std::uint32_t containerBytes(const StoredBlock& block) {
+    return block.containerBytes ? block.containerBytes : sampleBytes(block.layout.encoding);
+}
+
+// Decodes `count` interleaved frames from frame `first` on.
+bool decodeFrames(const File& file, const StoredBlock& block, std::uint32_t channels, std::uint64_t first,
+                  std::uint32_t count, float* to) {
+    const std::uint32_t container = containerBytes(block);
+    const std::size_t frameBytes = std::size_t{container} * block.storedChannels;
+    const bool compact = frameBytes != std::size_t{sampleBytes(block.layout.encoding)} * channels;
+    std::array<Byte, kReadBytes> small;
+    std::vector<Byte> large(frameBytes > kReadBytes ? frameBytes : 0);  // thousands of channels
+    Byte* const bytes = large.empty() ? small.data() : large.data();
+    const auto most = static_cast<std::uint32_t>(std::max<std::size_t>(kReadBytes / frameBytes, 1));
+    while (count > 0) {
+        const std::uint32_t now = std::min(count, most);
+        const std::span<Byte> piece(bytes, now * frameBytes);
+        if (!file.read(block.position + first * frameBytes, piece))
+            return false;
+        if (compact)
+            compactFrames(piece.data(), now, block, container, channels);
+        const std::size_t samples = std::size_t{now} * channels;
+        decodeSamples(block.layout, piece, {to, samples});
+        to += samples;
+        first += now;
+        count -= now;
+    }
+    return true;
+}
+
+class StoredStream final : public FrameStream {
+  public:
+    StoredStream(std::shared_ptr<File> file, const StoredBlock& block, std::uint32_t channels)
+        : file_(std::move(file)), block_(block), channels_(channels) {}
+
+    bool read(std::uint32_t count, float* to) override {
+        const bool done = decodeFrames(*file_, block_, channels_, next_, count, to);
+        next_ += count;
+        return done;
+    }
+    bool skip(std::uint64_t frames) override {
+        next_ += frames;
+        return true;
+    }
+
+  private:
+    std::shared_ptr<File> file_;
+    StoredBlock block_;
+    std::uint32_t channels_;
+    std::uint64_t next_ = 0;
+};
+
 class StoredSamples final : public WaveformSource {
   public:
     StoredSamples(std::shared_ptr<File> file, const StoredBlock& block)
@@ -57,7 +107,8 @@ class StoredSamples final : public WaveformSource {
         if (waveform.channels == 2 && block_.planar)
             return decodePlanar(waveform);
         if (canStream())
-            return decodeFrames(waveform, 0, waveform.frames, waveform.samples().data());
+            return decodeFrames(*file_, block_, waveform.channels, 0, waveform.frames,
+                                waveform.samples().data());
         std::vector<Byte> bytes(storedSize(block_.layout.encoding, waveform.samples().size()));
         if (!file_->read(block_.position, bytes))
             return false;
@@ -69,35 +120,13 @@ class StoredSamples final : public WaveformSource {
         return !block_.planar && !isPacked(block_.layout.encoding) && !isDelta(block_.layout.encoding);
     }
 
-    bool decodeFrames(const Waveform& waveform, std::uint64_t first, std::uint32_t count,
-                      float* to) const override {
-        const std::uint32_t container = containerBytes();
-        const std::size_t frameBytes = std::size_t{container} * block_.storedChannels;
-        const bool compact =
-            frameBytes != std::size_t{sampleBytes(block_.layout.encoding)} * waveform.channels;
-        std::array<Byte, kReadBytes> small;
-        std::vector<Byte> large(frameBytes > kReadBytes ? frameBytes : 0);  // thousands of channels
-        Byte* const bytes = large.empty() ? small.data() : large.data();
-        const auto most = static_cast<std::uint32_t>(std::max<std::size_t>(kReadBytes / frameBytes, 1));
-        while (count > 0) {
-            const std::uint32_t now = std::min(count, most);
-            const std::span<Byte> piece(bytes, now * frameBytes);
-            if (!file_->read(block_.position + first * frameBytes, piece))
-                return false;
-            if (compact)
-                compactFrames(piece.data(), now, block_, container, waveform.channels);
-            const std::size_t samples = std::size_t{now} * waveform.channels;
-            decodeSamples(block_.layout, piece, {to, samples});
-            to += samples;
-            first += now;
-            count -= now;
-        }
-        return true;
+    std::unique_ptr<FrameStream> openStream(const Waveform& waveform) const override {
+        return canStream() ? std::make_unique<StoredStream>(file_, block_, waveform.channels) : nullptr;
     }
 
     bool storedPcm(const Waveform& waveform, StoredPcm& layout) const override {
         if (!canStream() || block_.storedChannels != waveform.channels ||
-            containerBytes() != sampleBytes(block_.layout.encoding))
+            containerBytes(block_) != sampleBytes(block_.layout.encoding))
             return false;
         layout.formatWord = block_.layout.word();
         layout.byteSize =
@@ -110,10 +139,6 @@ class StoredSamples final : public WaveformSource {
     }
 
   private:
-    std::uint32_t containerBytes() const {
-        return block_.containerBytes ? block_.containerBytes : sampleBytes(block_.layout.encoding);
-    }
-
     // Two channels as two blocks: decoded one after the other, then interleaved.
     bool decodePlanar(Waveform& waveform) const {
         const std::size_t samples = waveform.samples().size();
@@ -207,16 +232,6 @@ void convertStored(std::span<Byte> data, const SampleLayout& from, const SampleL
     }
 }
 
-void changeChannels(std::span<const float> from, int fromChannels, std::span<float> to) {
-    if (fromChannels == 1) {
-        for (std::size_t i = 0; i < from.size(); ++i)
-            to[2 * i] = to[2 * i + 1] = from[i];
-    } else {
-        for (std::size_t i = 0; i < to.size(); ++i)
-            to[i] = (from[2 * i] + from[2 * i + 1]) * 0.5f;
-    }
-}
-
 bool stopAsked(UserInterface& ui, std::uint64_t done, std::uint64_t all) {
     ui.progress(static_cast<double>(done) / static_cast<double>(all));
     return ui.aborted();
@@ -263,16 +278,17 @@ bool encodeWaveform(Waveform& waveform, const TargetLayout& target, std::span<By
     if (to.size() != encodedSize(waveform, target))
         return fail(kCannotSaveItem);
     const auto source = waveform.source();
-    const bool streams = !waveform.samplesLoaded() && source && source->canStream();
     StoredPcm stored;
-    if (streams && target.channels == waveform.channels && source->storedPcm(waveform, stored)) {
+    if (!waveform.samplesLoaded() && source && target.channels == waveform.channels &&
+        source->storedPcm(waveform, stored)) {
         const SampleLayout from = SampleLayout::fromWord(stored.formatWord);
         if (from.encoding == target.layout.encoding && stored.byteSize == to.size())
             return takeOverStored(waveform, from, target.layout, to, ui);
         if (canWiden(from, target.layout))
             return widenStored(waveform, from, target.layout, to, ui);
     }
-    if (!streams && !waveform.loadSamples())
+    FrameReader reader(waveform, target.channels);
+    if (!reader.open())
         return false;
     if (to.size() != encodedSize(waveform, target)) {
         // Decoding found fewer frames than the header had promised; what is missing stays silent.
@@ -286,34 +302,17 @@ bool encodeWaveform(Waveform& waveform, const TargetLayout& target, std::span<By
     if (isDelta(layout.encoding))
         layout.encoding =
             layout.encoding == SampleEncoding::DeltaPcm8 ? SampleEncoding::Pcm8 : SampleEncoding::Pcm16;
-
-    const auto outChannels = static_cast<std::size_t>(target.channels);
-    std::vector<float> decoded(streams ? std::size_t{kChunkFrames} * waveform.channels : 0);
-    std::vector<float> mixed(outChannels != waveform.channels ? kChunkFrames * outChannels : 0);
-    for (std::uint32_t first = 0; first < waveform.frames; first += kChunkFrames) {
-        const std::uint32_t count = std::min(kChunkFrames, waveform.frames - first);
-        std::span<const float> samples;
-        if (streams) {
-            if (!source->decodeFrames(waveform, first, count, decoded.data()))
-                return false;
-            samples = {decoded.data(), std::size_t{count} * waveform.channels};
-        } else {
-            samples =
-                std::span<const float>(waveform.samples())
-                    .subspan(std::size_t{first} * waveform.channels, std::size_t{count} * waveform.channels);
-        }
-        if (outChannels != waveform.channels) {
-            const std::span<float> changed(mixed.data(), count * outChannels);
-            changeChannels(samples, waveform.channels, changed);
-            samples = changed;
-        }
-        const std::uint64_t at = storedSize(layout.encoding, first * outChannels);
+    std::uint64_t done = 0;  // samples; an even number, so that packed encodings split at whole bytes
+    for (std::span<const float> samples; reader.next(samples) && !samples.empty(); done += samples.size()) {
+        const std::uint64_t at = storedSize(layout.encoding, done);
         encodeSamples(layout, samples,
                       to.subspan(static_cast<std::size_t>(at),
-                                 static_cast<std::size_t>(storedSize(layout.encoding, count * outChannels))));
-        if (stopAsked(ui, std::uint64_t{first} + count, waveform.frames))
+                                 static_cast<std::size_t>(storedSize(layout.encoding, samples.size()))));
+        if (stopAsked(ui, reader.framesRead(), waveform.frames))
             return fail("Save aborted!");
     }
+    if (reader.failed())
+        return false;
     if (target.layout.encoding == SampleEncoding::DeltaPcm8) {
         for (std::size_t i = to.size(); i-- > 1;)
             to[i] = static_cast<Byte>(to[i] - to[i - 1]);
