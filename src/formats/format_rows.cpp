@@ -7,14 +7,18 @@
 #include "formats/core/aiff_writer.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
+#include "formats/core/waves/amiga_sample.h"
 #include "formats/core/waves/au.h"
 #include "formats/core/waves/avr.h"
 #include "formats/core/waves/covox.h"
+#include "formats/core/waves/creative_voice.h"
 #include "formats/core/waves/diamond_ware.h"
 #include "formats/core/waves/esps.h"
+#include "formats/core/waves/hcom.h"
 #include "formats/core/waves/inrs.h"
 #include "formats/core/waves/ircam.h"
 #include "formats/core/waves/nist.h"
+#include "formats/core/waves/paris.h"
 #include "formats/core/waves/psion.h"
 #include "formats/core/waves/sample_vision.h"
 #include "formats/core/waves/sndtool.h"
@@ -222,10 +226,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 169 */ {"gsm", "USR GSM without header", readNotBuilt, writeNotBuilt, probe::usrGsmFrames, 1, 0x100400, 2},
     /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeNotBuilt, nullptr, 1, 0x100400, 3},
     /* 171 */ {"gsm", "USR GSM with header", readNotBuilt, writeNotBuilt, probe::usrGsmWave, 1, 0x100400, 4},
-    /* 172 */ {"hcom", "Sound Tools HCOM", readNotBuilt, nullptr, probe::hcom, 1, 0, 0},
+    /* 172 */ {"hcom", "Sound Tools HCOM", readHcom, nullptr, probe::hcom, 1, 0, 0},
     /* 173 */ {"hd", "PlayStation 2 SCEI set", readNotBuilt, nullptr, probe::playStation2Bank, 17, 0, 0},
     /* 174 */ {"ibk", "Creative FM bank", readNotBuilt, nullptr, probe::creativeFmBank, 128, 0, 0},
-    /* 175 */ {"iff", "Interchange file format", readNotBuilt, writeNotBuilt, probe::amigaSample, 1, 0x300001, 0},
+    /* 175 */ {"iff", "Interchange file format", readAmigaSample, writeAmigaSample, probe::amigaSample, 1, 0x300001, 0},
     /* 176 */ {"imf", "id Software Music Format (560Hz)", readNotBuilt, nullptr, probeGeneric, 128, 0, 0},
     /* 177 */ {"img", "Ensoniq EPS/ASR-10 disk image", readNotBuilt, nullptr, probe::ensoniqDisk, 128, 0, 0},
     /* 178 */ {"imy", "iMelody ring-tone format", readNotBuilt, nullptr, probe::iMelody, 96, 0, 0},
@@ -346,7 +350,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 293 */ {"p9", "AKAI S950 program", nullptr, writeNotBuilt, nullptr, 16, 0x100002, 1},
     /* 294 */ {"p3k", "Kurzweil PC3K", readNotBuilt, writeNotBuilt, probe::kurzweilObjects, 145, 0x300004, 4},
     /* 295 */ {"pac", "SB Studio II", readNotBuilt, nullptr, probe::soundStudio, 128, 0, 0},
-    /* 296 */ {"paf", "Ensoniq PARIS", readNotBuilt, writeNotBuilt, probe::parisAudio, 1, 0x300015, 0},
+    /* 296 */ {"paf", "Ensoniq PARIS", readParis, writeParis, probe::parisAudio, 1, 0x300015, 0},
     /* 297 */ {"pat", "Gravis Ultrasound patch", readNotBuilt, writeNotBuilt, probe::gravisPatch, 17, 0x100005, 0},
     /* 298 */ {"pbf", "TB Pinnacle bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 299 */ {"pcg", "Korg Trinity bank", readNotBuilt, nullptr, probe::korgBank, 128, 0, 0x3B},
@@ -469,7 +473,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 416 */ {"svq", "Roland Sequencer v4", readNotBuilt, nullptr, probeNone, 64, 0, 4},
     /* 417 */ {"svq", "Roland Sequencer 'STcf'", readNotBuilt, nullptr, probe::rolandSequencerSt, 64, 0, 0},
     /* 418 */ {"svq", "Roland Sequencer 'RSVQ'", readNotBuilt, nullptr, probe::rolandSequencerRs, 64, 0, 0},
-    /* 419 */ {"svx", "Interchange file format", readNotBuilt, nullptr, probe::amigaSample, 1, 0, 0},
+    /* 419 */ {"svx", "Interchange file format", readAmigaSample, nullptr, probe::amigaSample, 1, 0, 0},
     /* 420 */ {"sw", "Signed words (16-bit) - Little Endian", readRaw, writeRaw, probeGeneric, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, 0, 44100)},
     /* 421 */ {"sw", "Signed words (16-bit) - Big Endian", nullptr, writeRaw, nullptr, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 44100)},
     /* 422 */ {"sxt", "Propellerheads Reason 2 NN-XT", readNotBuilt, writeNotBuilt, probe::nnxtPatch, 17, 0x300014, 0},
@@ -509,8 +513,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 456 */ {"vag", "PlayStation sound", readNotBuilt, writeNotBuilt, probe::playStationVag, 1, 0x102000, 0},
     /* 457 */ {"vap", "Annotated speech", readNotBuilt, writeNotBuilt, probeGeneric, 145, 0x102000, 0},
     /* 458 */ {"vm1", "Panasonic voice", readNotBuilt, nullptr, probeGeneric, 1, 0, 0x104},
-    /* 459 */ {"voc", "SoundBlaster voice", readNotBuilt, writeNotBuilt, probe::creativeVoice, 1, 0x300305, 0},
-    /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeNotBuilt, nullptr, 1, 0x300001, 1},
+    /* 459 */ {"voc", "SoundBlaster voice", readCreativeVoice, writeCreativeVoice, probe::creativeVoice, 1, 0x300305, 0},
+    /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeCreativeVoice, nullptr, 1, 0x300001, 1},
     /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
     /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 6000},
     /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 8000},

@@ -93,7 +93,7 @@ bool fillFromNist(OpenFile& file, Waveform& waveform) {
     if (order.starts_with("10"))
         stored.layout.order = ByteOrder::Big;
     else if (!order.starts_with("01") && stored.layout.encoding == SampleEncoding::Pcm16)
-        stored.layout.order = smootherOrder(file, stored.position);
+        stored.layout.order = smootherOrder(file, stored.position, ByteOrder::Little);
     if (plain.size() == coding.size())
         return attachStoredWave(waveform, file, stored);
 

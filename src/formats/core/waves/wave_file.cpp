@@ -7,6 +7,7 @@
 #include "base/error.h"
 #include "base/rounding.h"
 #include "formats/framework/format_table.h"
+#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -74,7 +75,7 @@ std::uint32_t clampFrames(const OpenFile& file, std::uint64_t frames) {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, UINT32_MAX));
 }
 
-ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position) {
+ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position, ByteOrder customary) {
     constexpr std::size_t kLookAt = 65536;
     const auto bytes = bytesAt(file, position, kLookAt);
     const auto roughness = [&bytes](ByteOrder order) {
@@ -85,7 +86,8 @@ ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position) {
                             loadAs<std::int16_t>(bytes.data() + i - 4, order));
         return sum;
     };
-    return roughness(ByteOrder::Little) <= roughness(ByteOrder::Big) ? ByteOrder::Little : ByteOrder::Big;
+    const ByteOrder other = customary == ByteOrder::Big ? ByteOrder::Little : ByteOrder::Big;
+    return roughness(other) < roughness(customary) / 2 ? other : customary;
 }
 
 bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stored) {
@@ -100,6 +102,7 @@ bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stor
     block.position = stored.position;
     block.storedChannels = stored.channels;
     block.planar = stored.planar && stored.channels == 2;
+    block.secondBlockOffset = block.planar ? stored.secondBlock : 0;
     std::uint64_t wanted = stored.byteSize;
     if (stored.frames != kToFileEnd && stored.frames <= UINT32_MAX)
         wanted = std::min(wanted, storedSize(stored.layout.encoding, stored.frames * stored.channels));
@@ -124,9 +127,7 @@ void setPitch(Waveform& waveform, double hertz) {
 
 bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writable, ByteOrder order,
               WavePlan& plan) {
-    // Data that cannot be streamed are decoded first: only then is their length certain.
-    const auto source = waveform.source();
-    if (!waveform.samplesLoaded() && !(source && source->canStream()) && !waveform.loadSamples())
+    if (!settleFrameCount(waveform))
         return false;
     SampleEncoding encoding = save.encoding;
     if (encoding == SampleEncoding::None)

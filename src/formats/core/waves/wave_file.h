@@ -60,8 +60,9 @@ std::uint64_t availableBytes(const OpenFile& file, std::uint64_t position, std::
 // A frame count as a waveform can hold it; warns when frames have to be left out.
 std::uint32_t clampFrames(const OpenFile& file, std::uint64_t frames);
 
-// The byte order in which 16-bit samples at a position run more smoothly, for formats that do not say it.
-ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position);
+// The byte order of 16-bit samples for formats that do not say it for sure: the customary one, unless the
+// samples run much more smoothly in the other.
+ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position, ByteOrder customary);
 
 // Plain samples as a header describes them.
 struct StoredWave {
@@ -72,6 +73,7 @@ struct StoredWave {
     std::uint64_t byteSize = kToFileEnd;
     std::uint64_t frames = kToFileEnd;  // as far as the header says so
     bool planar = false;                // two channels as two blocks
+    std::uint64_t secondBlock = 0;      // position of the second one; 0: right after the first
 };
 
 // Describes the waveform and makes it decode the samples when they are needed. Missing data are warned of.
