@@ -10,6 +10,7 @@
 #include "formats/core/waves/amiga_sample.h"
 #include "formats/core/waves/au.h"
 #include "formats/core/waves/avr.h"
+#include "formats/core/waves/core_audio.h"
 #include "formats/core/waves/covox.h"
 #include "formats/core/waves/creative_voice.h"
 #include "formats/core/waves/diamond_ware.h"
@@ -22,6 +23,7 @@
 #include "formats/core/waves/psion.h"
 #include "formats/core/waves/sample_vision.h"
 #include "formats/core/waves/sndtool.h"
+#include "formats/core/waves/sound_designer.h"
 #include "formats/core/waves/sounder.h"
 #include "formats/core/waves/sppack.h"
 #include "formats/framework/format_table.h"
@@ -96,8 +98,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 39 */ {"bnk", "Yamaha DX11/TX81z voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 1},
     /* 40 */ {"bwf", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 41 */ {"c01", "Typhoon wave", readNotBuilt, nullptr, probe::yamahaTyphoonWave, 1, 0, 0},
-    /* 42 */ {"caf", "Apple CoreAudio", readNotBuilt, writeNotBuilt, probe::caf, 1, 0x3023F5, 0},
-    /* 43 */ {"caff", "Apple CoreAudio", readNotBuilt, nullptr, probe::caf, 1, 0, 0},
+    /* 42 */ {"caf", "Apple CoreAudio", readCoreAudio, writeCoreAudio, probe::caf, 1, 0x3023F5, 0},
+    /* 43 */ {"caff", "Apple CoreAudio", readCoreAudio, nullptr, probe::caf, 1, 0, 0},
     /* 44 */ {"cda", "Audio CD track", readNotBuilt, nullptr, probe::cdTrack, 1, 0, 0},
     /* 45 */ {"cdr", "Audio CD raw data", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, 0, 44100, 2)},
     /* 46 */ {"cmf", "Creative Labs music", readNotBuilt, nullptr, probe::creativeMusic, 192, 0, 0},
@@ -114,7 +116,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 57 */ {"dvd-24-192", "LPCM 24-bit 192kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 58 */ {"dewf", "SoundCap/SoundEdit", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22255)},
     /* 59 */ {"dig", "Digilink", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 60 */ {"dig", "Sound Designer I", readNotBuilt, nullptr, probe::soundDesigner1, 1, 0, 0},
+    /* 60 */ {"dig", "Sound Designer I", readSoundDesigner1, nullptr, probe::soundDesigner1, 1, 0, 0},
     /* 61 */ {"dlp", "DirectMusic Producer", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
     /* 62 */ {"dls", "DownLoadable Sounds", readNotBuilt, nullptr, probe::dlsBank, 128, 0, 0},
     /* 63 */ {"dls", "DownLoadable Sounds level 1", nullptr, writeNotBuilt, nullptr, 145, 0x100005, 1},
@@ -421,10 +423,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 364 */ {"sb", "Signed bytes (8-bit)", readRaw, writeRaw, probeGeneric, 1, 0x300001, rawVariant(SampleEncoding::Pcm8, 0, 22050)},
     /* 365 */ {"sbk", "SoundFont v1", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x100004, 1},
     /* 366 */ {"sbi", "Creative FM instrument", readNotBuilt, nullptr, probe::creativeFmInstrument, 16, 0, 0},
-    /* 367 */ {"sd", "Sound Designer I", readNotBuilt, writeNotBuilt, probe::soundDesigner1, 1, 0x100005, 0},
+    /* 367 */ {"sd", "Sound Designer I", readSoundDesigner1, writeSoundDesigner1, probe::soundDesigner1, 1, 0x100005, 0},
     /* 368 */ {"sc2", "Sample Cell II PC", readNotBuilt, nullptr, probeNone, 17, 0, 1},
-    /* 369 */ {"sd2", "Sound Designer II data", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x300015, 0},
-    /* 370 */ {"sd2", "Sound Designer II flat", readNotBuilt, writeNotBuilt, probe::soundDesigner2Flat, 1, 0x300015, 0},
+    /* 369 */ {"sd2", "Sound Designer II data", readSoundDesigner2, writeSoundDesigner2, probeGeneric, 1, 0x300015, 0},
+    /* 370 */ {"sd2", "Sound Designer II flat", readSoundDesigner2Flat, writeSoundDesigner2Flat, probe::soundDesigner2Flat, 1, 0x300015, 0},
     /* 371 */ {"sdk", "Roland S-5xx disk image", readNotBuilt, nullptr, probe::rolandDisk, 128, 0, 5},
     /* 372 */ {"sdk", "Roland S-7xx disk image", readNotBuilt, nullptr, probe::rolandDisk, 128, 0, 7},
     /* 373 */ {"sds", "MIDI SDS", readNotBuilt, writeNotBuilt, probe::midiSampleDump, 1, 0x10001F, 0},

@@ -119,7 +119,7 @@ class VoiceSource final : public WaveformSource {
   private:
     bool decodeSegment(const Segment& segment, std::uint32_t channels, std::span<float> to,
                        std::optional<CreativeAdpcmDecoder>& decoder) const {
-        if (segment.bytes == 0) {
+        if (segment.bytes == 0 || to.empty()) {
             std::ranges::fill(to, 0.0f);
             return true;
         }
@@ -128,14 +128,14 @@ class VoiceSource final : public WaveformSource {
             return false;
         std::span<const Byte> from(bytes);
         if (segment.format.adpcm) {
-            if (segment.startsCodec && !to.empty()) {
+            if (segment.startsCodec) {
                 decoder.emplace(*segment.format.adpcm, from.front());
                 to.front() = static_cast<float>(from.front() - 128) / 128;
                 from = from.subspan(1);
                 to = to.subspan(1);
             }
             if (!decoder)
-                return fail(kReadFailed);
+                decoder.emplace(*segment.format.adpcm, Byte{0x80});
             std::vector<std::int16_t> samples(to.size());
             const std::size_t count = decoder->decode(from, samples);
             samplesFrom16(std::span<const std::int16_t>(samples).first(count), to.first(count));

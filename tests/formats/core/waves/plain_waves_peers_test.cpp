@@ -91,6 +91,20 @@ const PeerFile kPeerFiles[] = {
     {"sndfile-convert", "-endian=little -pcm24", "a.paf", 296, 24},
 
     {"sox", "", "a.hcom", 172, 0, 1, 11025},
+
+    {"sox", "-e signed -b 16", "a.caf", 42, 16},
+    {"sndfile-convert", "-pcms8", "a.caf", 42, 8},
+    {"sndfile-convert", "-endian=little -pcm24", "a.caf", 42, 24},
+    {"sndfile-convert", "-pcm32", "a.caf", 43, 24},
+    {"sndfile-convert", "-float32", "a.caf", 42, 24},
+    {"sndfile-convert", "-endian=little -float64", "a.caf", 42, 24},
+    {"sndfile-convert", "-ulaw", "a.caf", 42, 0},
+    {"sndfile-convert", "-alaw", "a.caf", 42, 0},
+    {"ffmpeg", "-c:a pcm_s24le", "a.caf", 42, 24},
+
+    {"sndfile-convert", "-pcms8", "a.sd2", 369, 8},
+    {"sndfile-convert", "-pcm16", "a.sd2", 369, 16},
+    {"sndfile-convert", "-pcm24", "a.sd2", 369, 24},
 };
 
 TEST_F(PlainWavesPeers, WeReadWhatPeersWrite) {
@@ -123,6 +137,8 @@ TEST_F(PlainWavesPeers, WeReadWhatPeersWrite) {
             EXPECT_EQ(collection.all<Waveform>().front()->sampleRate, rate);
             EXPECT_TRUE(ui.warnings.empty()) << ui.warnings.front();
             // The probe agrees with the reader.
+            if (usesGenericProbe(each.row))
+                continue;
             const auto bytes = readFile(folder / name);
             EXPECT_GE(formatRow(each.row)->probe(bytes, formatRow(each.row)->variant, bytes.size()), 4);
         }
@@ -151,6 +167,9 @@ const OurFile kOurFiles[] = {
     {175, "a.8svx", "sox", {Pcm8}},
     {175, "a.8svx", "ffmpeg", {Pcm8}},
     {296, "a.paf", "sndfile-convert", {Pcm8, Pcm16, Pcm24}},
+    {42, "a.caf", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {42, "a.caf", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {369, "a.sd2", "sndfile-convert", {Pcm8, Pcm16, Pcm24}},
 };
 
 // Rows that only write have the reader of an earlier row with their extension.
