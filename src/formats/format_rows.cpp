@@ -5,6 +5,10 @@
 
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
+#include "formats/core/raw_adpcm.h"
+#include "formats/core/raw_gsm.h"
+#include "formats/core/raw_rockwell.h"
+#include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
 #include "formats/core/waves/amiga_sample.h"
@@ -14,11 +18,14 @@
 #include "formats/core/waves/covox.h"
 #include "formats/core/waves/creative_voice.h"
 #include "formats/core/waves/diamond_ware.h"
+#include "formats/core/waves/dvd_pcm.h"
 #include "formats/core/waves/esps.h"
+#include "formats/core/waves/exponential_law.h"
 #include "formats/core/waves/hcom.h"
 #include "formats/core/waves/inrs.h"
 #include "formats/core/waves/ircam.h"
 #include "formats/core/waves/nist.h"
+#include "formats/core/waves/nomad.h"
 #include "formats/core/waves/paris.h"
 #include "formats/core/waves/psion.h"
 #include "formats/core/waves/sample_vision.h"
@@ -110,10 +117,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 51 */ {"dvd-16-48", "LPCM 16-bit 48kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 48000, 2)},
     /* 52 */ {"dvd-16-96", "LPCM 16-bit 96kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 96000, 2)},
     /* 53 */ {"dvd-16-192", "LPCM 16-bit 192kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 192000, 2)},
-    /* 54 */ {"dvd-24-44", "LPCM 24-bit 44kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 55 */ {"dvd-24-48", "LPCM 24-bit 48kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 56 */ {"dvd-24-96", "LPCM 24-bit 96kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 57 */ {"dvd-24-192", "LPCM 24-bit 192kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
+    /* 54 */ {"dvd-24-44", "LPCM 24-bit 44kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 55 */ {"dvd-24-48", "LPCM 24-bit 48kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 56 */ {"dvd-24-96", "LPCM 24-bit 96kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 57 */ {"dvd-24-192", "LPCM 24-bit 192kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
     /* 58 */ {"dewf", "SoundCap/SoundEdit", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22255)},
     /* 59 */ {"dig", "Digilink", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 60 */ {"dig", "Sound Designer I", readSoundDesigner1, nullptr, probe::soundDesigner1, 1, 0, 0},
@@ -223,11 +230,11 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 164 */ {"gig", "GigaStudio v3 - Compressed", nullptr, writeNotBuilt, nullptr, 145, 0x300014, 0x13},
     /* 165 */ {"gi!", "GigaStudio/GSImport split", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
     /* 166 */ {"gkh", "Ensoniq EPS disk image", readNotBuilt, nullptr, probe::ensoniqTaggedDisk, 128, 0, 0},
-    /* 167 */ {"gsm", "Raw GSM 06.10", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100400, 0},
-    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readNotBuilt, writeNotBuilt, probe::rawGsmFrames, 1, 0x100400, 1},
-    /* 169 */ {"gsm", "USR GSM without header", readNotBuilt, writeNotBuilt, probe::usrGsmFrames, 1, 0x100400, 2},
-    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeNotBuilt, nullptr, 1, 0x100400, 3},
-    /* 171 */ {"gsm", "USR GSM with header", readNotBuilt, writeNotBuilt, probe::usrGsmWave, 1, 0x100400, 4},
+    /* 167 */ {"gsm", "Raw GSM 06.10", readRawGsm, writeRawGsm, probeGeneric, 1, 0x100400, 0},
+    /* 168 */ {"gsm", "Raw GSM 06.10 'byte aligned'", readRawGsm, writeRawGsm, probe::rawGsmFrames, 1, 0x100400, 1},
+    /* 169 */ {"gsm", "USR GSM without header", readRawGsm, writeRawGsm, probe::usrGsmFrames, 1, 0x100400, 2},
+    /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeRawGsm, nullptr, 1, 0x100400, 3},
+    /* 171 */ {"gsm", "USR GSM with header", readWave, writeRawGsm, probe::usrGsmWave, 1, 0x100400, 4},
     /* 172 */ {"hcom", "Sound Tools HCOM", readHcom, nullptr, probe::hcom, 1, 0, 0},
     /* 173 */ {"hd", "PlayStation 2 SCEI set", readNotBuilt, nullptr, probe::playStation2Bank, 17, 0, 0},
     /* 174 */ {"ibk", "Creative FM bank", readNotBuilt, nullptr, probe::creativeFmBank, 128, 0, 0},
@@ -332,7 +339,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 273 */ {"nkm", "NI Kontakt v3 Multi (waves in subfolder)", nullptr, writeNotBuilt, nullptr, 128, 0x300054, 3},
     /* 274 */ {"nkm", "NI Kontakt v3 Multi (monolith)", nullptr, writeNotBuilt, nullptr, 128, 0x300054, 0x1003},
     /* 275 */ {"nsmpproj", "Nord Sample Editor project", readNotBuilt, writeNotBuilt, probe::nordProject, 16, 0x300014, 0},
-    /* 276 */ {"nvf", "Creative Labs Nomad", readNotBuilt, writeNotBuilt, probe::nomad, 1, 0x102000, 0},
+    /* 276 */ {"nvf", "Creative Labs Nomad", readNomad, writeNomad, probe::nomad, 1, 0x102000, 0},
     /* 277 */ {"o01", "Typhoon voice", readNotBuilt, nullptr, probe::yamahaTyphoonVoice, 16, 0, 0},
     /* 278 */ {"ogg", "Ogg Vorbis", readNotBuilt, writeNotBuilt, probe::oggVorbis, 1, 0x320000, 0},
     /* 279 */ {"okt", "Oktalyzer module", readNotBuilt, nullptr, probe::oktalyzer, 128, 0, 0},
@@ -401,10 +408,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 342 */ {"rmi", "RIFF-MIDI w no instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 0},
     /* 343 */ {"rmi", "RIFF-MIDI w DLS level 1 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 344 */ {"rmi", "RIFF-MIDI w DLS level 2 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 2},
-    /* 345 */ {"rockwell", "Rockwell ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x103800, 0},
-    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100800, 2},
-    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x101000, 3},
-    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 4},
+    /* 345 */ {"rockwell", "Rockwell ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x103800, 0},
+    /* 346 */ {"rockwell-2", "Rockwell 2-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x100800, 2},
+    /* 347 */ {"rockwell-3", "Rockwell 3-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x101000, 3},
+    /* 348 */ {"rockwell-4", "Rockwell 4-bit ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x102000, 4},
     /* 349 */ {"s", "AKAI S900/S950 sample", readNotBuilt, nullptr, probe::akaiS900Sample, 1, 0, 0},
     /* 350 */ {"s", "AKAI S1000 sample", readNotBuilt, writeNotBuilt, probe::akaiS1000Sample, 1, 0x100004, 1},
     /* 351 */ {"s", "AKAI S3000 sample", readNotBuilt, writeNotBuilt, probe::akaiS3000Sample, 1, 0x100004, 3},
@@ -495,7 +502,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 436 */ {"txt", "Ascii text audio", readNotBuilt, writeNotBuilt, probe::textAudio, 1, 0x340000, 0},
     /* 437 */ {"txt", "Nokring ring-tone", readNotBuilt, writeNotBuilt, probe::nokring, 96, 0x80000, 0},
     /* 438 */ {"txt", "Steinberg LM-4 bank", readNotBuilt, writeNotBuilt, probeNone, 16, 0x300014, 0},
-    /* 439 */ {"u255law", "Exponential mu-law", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100100, 0},
+    /* 439 */ {"u255law", "Exponential mu-law", readExponentialLaw, writeExponentialLaw, probeGeneric, 1, 0x100100, 0},
     /* 440 */ {"uasset", "Unreal Engine asset", readNotBuilt, nullptr, probe::unrealPackage, 1, 0, 2},
     /* 441 */ {"uax", "Unreal Tournament", readNotBuilt, nullptr, probe::unrealPackage, 128, 0, 0},
     /* 442 */ {"ub", "Unsigned bytes (8-bit)", readRaw, writeRaw, probeGeneric, 1, 0x300001, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22050)},
@@ -517,9 +524,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 458 */ {"vm1", "Panasonic voice", readNotBuilt, nullptr, probeGeneric, 1, 0, 0x104},
     /* 459 */ {"voc", "SoundBlaster voice", readCreativeVoice, writeCreativeVoice, probe::creativeVoice, 1, 0x300305, 0},
     /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeCreativeVoice, nullptr, 1, 0x300001, 1},
-    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
-    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 6000},
-    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 8000},
+    /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readVox, writeVox, probeGeneric, 1, 0x102000, 0},
+    /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 6000},
+    /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 8000},
     /* 464 */ {"vox", "Talking Technology Inc", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 465 */ {"vsb", "Virtual Sampler bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 466 */ {"w01", "Yamaha TX16W wave", readNotBuilt, writeNotBuilt, probe::yamahaTx16wWave, 1, 0x100002, 0},
@@ -533,8 +540,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 474 */ {"w7v", "Yamaha Motif ES voices", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x21},
     /* 475 */ {"w7w", "Yamaha Motif ES waves", readNotBuilt, writeNotBuilt, probe::yamahaMotif, 145, 0x300004, 0x22},
     /* 476 */ {"w8v", "Yamaha Motif ES data", readNotBuilt, nullptr, probe::yamahaMotif, 1, 0, 0x23},
-    /* 477 */ {"w64", "Wave-64", readNotBuilt, writeNotBuilt, probe::wave64, 1, 0x300375, 0},
-    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0},
+    /* 477 */ {"w64", "Wave-64", readWave64, writeWave64, probe::wave64, 1, 0x300375, 0},
+    /* 478 */ {"wav", "Microsoft wave", readWave, writeWave, probe::wave, 1, 0x327F75, 0, waveOptions},
     /* 479 */ {"wav", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 480 */ {"wa!", "GigaStudio compr wave", readNotBuilt, writeNotBuilt, probe::gigaWave, 1, 0x300004, 0},
     /* 481 */ {"wfb", "TB WaveFront bank", readNotBuilt, nullptr, probe::waveFront, 128, 0, 0},
@@ -582,7 +589,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 523 */ {"xi", "Fast Tracker 2 instrument", readNotBuilt, writeNotBuilt, probe::fastTracker2Instrument, 17, 0x118000, 0},
     /* 524 */ {"xm", "Fast Tracker 2 module", readNotBuilt, nullptr, probe::fastTracker2Module, 128, 0, 0},
     /* 525 */ {"xmi", "MSS extended MIDI", readNotBuilt, writeNotBuilt, probe::xmidi, 64, 0x80000, 0},
-    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x102000, 0},
+    /* 526 */ {"yadpcm", "Raw Yamaha 4-bit ADPCM", readYamahaAdpcm, writeYamahaAdpcm, probeGeneric, 1, 0x102000, 0},
 }};
 // clang-format on
 

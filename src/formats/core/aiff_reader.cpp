@@ -8,7 +8,12 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/ieee_extended.h"
+#include "formats/core/codec_streams.h"
+#include "formats/core/codecs/gsm610.h"
+#include "formats/core/codecs/ima_adpcm.h"
+#include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
+#include "formats/framework/codec_source.h"
 #include "formats/framework/stored_samples.h"
 
 namespace velor {
@@ -20,6 +25,7 @@ constexpr std::string_view kUnknownFormat = "Unknown sample format or compressio
 // Limits that no honest file comes near.
 constexpr std::uint32_t kMostChunks = 1u << 20;
 constexpr std::size_t kMostMarkerBytes = 1u << 21;  // at most 65535 markers
+constexpr std::size_t kMostTagBytes = 1u << 20;
 constexpr std::size_t kLongestText = 256;
 constexpr std::size_t kLongestTypeName = 96;
 
@@ -138,6 +144,9 @@ class IffWalker {
             case fourCc("(c) "):
                 waveform_.text(WaveText::Copyright) = text(payload, size);
                 return true;
+            case fourCc("ID3 "):
+                applyId3(bytesAt(payload, std::min<std::size_t>(size, kMostTagBytes)), waveform_);
+                return true;
             default:
                 return true;
         }
@@ -240,6 +249,8 @@ class IffWalker {
                 break;
             case Coding::Codec:
                 waveform_.format = SampleFormat::Adpcm;
+                if (compression.type == fourCc("GSM ") && waveform_.channels != 1)
+                    return fail("Can only handle (the standard!) mono GSM");
                 if (compression.type == fourCc("DWVW"))
                     waveform_.format = SampleFormat::Pcm16;
                 else if (compression.type == fourCc("GSM "))
@@ -265,7 +276,7 @@ class IffWalker {
     void setData(std::uint64_t position, std::uint64_t size) {
         hasData_ = true;
         dataPosition_ = position;
-        dataSize_ = size;
+        dataSize_ = declaredSize_ = size;
         const std::uint64_t there = file_.size() > position ? file_.size() - position : 0;
         if (size > there) {
             file_.warn("Warning: data chunk truncated - will read what data there is",
@@ -330,7 +341,7 @@ class IffWalker {
             waveform_.sourceOffset = dataPosition_;
             waveform_.sourceFormat = encodingBit(
                 compression_->type == fourCc("GSM ") ? SampleEncoding::Gsm : SampleEncoding::Adpcm4);
-            waveform_.setSource(undecodedSource(compression_->codec));
+            attachCodec();
             return true;
         }
         StoredBlock block;
@@ -340,6 +351,61 @@ class IffWalker {
         block.layout = layout();
         attachStoredSamples(waveform_, file_.input, block);
         return true;
+    }
+
+    // Bits of a code. Writers may give the width of decoded samples instead; then the data size tells.
+    int codeWidth() const {
+        const std::uint64_t samples = std::uint64_t{waveform_.frames} * waveform_.channels;
+        if ((waveform_.bits >= 2 && waveform_.bits <= 5) || samples == 0)
+            return std::clamp<int>(waveform_.bits, 2, 5);
+        return static_cast<int>(std::clamp<std::uint64_t>((declaredSize_ * 8 + samples / 2) / samples, 2, 5));
+    }
+
+    // The common chunk counts packets. Some writers count the frames instead, or share the packets out among
+    // the channels; the size that the data chunk declares tells.
+    void correctPacketCount(const CodecUnit& unit) {
+        const std::uint64_t held = declaredSize_ / unit.bytes * unit.frames;
+        const std::uint64_t counted = waveform_.frames;
+        const bool framesCounted =
+            counted > held && counted / unit.frames > held - unit.frames && counted / unit.frames <= held;
+        if (framesCounted)
+            waveform_.frames /= unit.frames;
+        else if (waveform_.channels == 2 && counted * 2 == held)
+            waveform_.frames *= 2;
+    }
+
+    void attachCodec() {
+        const int channels = waveform_.channels;
+        CodecData data;
+        switch (compression_->type) {
+            case fourCc("ima4"):
+            case fourCc("IMA4"):
+                data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
+                correctPacketCount(data.unit);
+                data.makeDecoder = decoder16<Ima4Decoder>(channels);
+                break;
+            case fourCc("GSM "):
+                data.unit = {gsm610::kFrameBytes, gsm610::kFrameSamples};
+                data.makeDecoder = decoder16<gsm610::FramesDecoder>();
+                break;
+            case fourCc("G722"):
+                setG722(data, 8, CodePacking::HighBitsFirst, channels);
+                break;
+            case fourCc("G721"):
+            case fourCc("G723"):
+            case fourCc("G726"):
+                setG72x(data, codeWidth(), CodePacking::HighBitsFirst, channels);
+                break;
+            default:
+                break;
+        }
+        if (!data.makeDecoder) {
+            waveform_.setSource(undecodedSource(compression_->codec));
+            return;
+        }
+        data.position = dataPosition_;
+        data.byteSize = dataSize_;
+        attachCodecSamples(waveform_, file_.input, std::move(data));
     }
 
     SampleLayout layout() const {
@@ -373,7 +439,8 @@ class IffWalker {
     std::optional<Compression> compression_;
     bool hasData_ = false;
     std::uint64_t dataPosition_ = 0;
-    std::uint64_t dataSize_ = 0;
+    std::uint64_t dataSize_ = 0;      // as far as the file holds them
+    std::uint64_t declaredSize_ = 0;  // as the chunk says
     std::map<std::uint16_t, std::uint32_t> markers_;
     std::vector<Byte> instrument_;
 };

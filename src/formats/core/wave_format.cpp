@@ -5,7 +5,6 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/rounding.h"
-#include "formats/core/undecoded_source.h"
 
 namespace velor {
 
@@ -69,10 +68,6 @@ constexpr std::uint16_t kStreamBits = 1;
 constexpr std::uint16_t kGsmBits = 2;
 constexpr std::size_t kMostExtra = 65536;
 
-bool isPlain(WaveCodec codec) {
-    return codec <= WaveCodec::ALaw;
-}
-
 std::uint32_t bytesFor(std::uint32_t bits) {
     return std::max(1u, (bits + 7) / 8);
 }
@@ -93,16 +88,6 @@ bool parseExtensible(ByteReader head, WaveFormat& format) {
     if (format.bits == 0 || format.bits > format.storedBits)
         format.bits = format.storedBits;
     return true;
-}
-
-// The encoding that a waveform shows for codec data.
-SampleEncoding codecEncoding(const WaveFormat& format) {
-    if (format.codec == WaveCodec::Gsm610 || format.codec == WaveCodec::GsmFramed)
-        return SampleEncoding::Gsm;
-    if (format.sampleFormat != SampleFormat::Adpcm)
-        return SampleEncoding::Compressed;
-    return static_cast<SampleEncoding>(static_cast<int>(SampleEncoding::Adpcm2) +
-                                       std::clamp<int>(format.bits, 2, 5) - 2);
 }
 
 void setBitRate(WaveFormat& format, double kilobits) {
@@ -136,7 +121,7 @@ bool checkCodec(WaveFormat& format) {
     const ByteReader extra{std::span<const Byte>(format.extra)};
     if (format.codec != WaveCodec::Pcm)
         format.bits = format.storedBits;
-    if (!isPlain(format.codec))
+    if (!isPlainCodec(format.codec))
         format.sampleFormat = SampleFormat::Adpcm;
     switch (format.codec) {
         case WaveCodec::Pcm:
@@ -157,9 +142,12 @@ bool checkCodec(WaveFormat& format) {
             format.sampleFormat = SampleFormat::ALaw;
             return true;
         case WaveCodec::MsAdpcm:
-            return format.bits == 4 || fail("Unsupported or invalid MS ADPCM file");
+            // Two channels at most, and blocks that hold more than their headers.
+            return (format.bits == 4 && format.channels <= 2 && format.blockAlign >= 7 * format.channels) ||
+                   fail("Unsupported or invalid MS ADPCM file");
         case WaveCodec::ImaAdpcm:
-            return bits2to4 || fail("Unsupported or invalid IMA ADPCM file");
+            return (bits2to4 && format.blockAlign >= 4 * format.channels) ||
+                   fail("Unsupported or invalid IMA ADPCM file");
         case WaveCodec::OkiAdpcm:
             if (format.channels != 1)
                 return fail("Can only handle mono Dialogic ADPCM format");
@@ -169,11 +157,13 @@ bool checkCodec(WaveFormat& format) {
                 return fail("> 2ch Yamaha ADPCM not supported");
             return format.bits == 4 || fail("Unsupported bits/sample for Yamaha ADPCM format");
         case WaveCodec::G72x:
+            if (format.channels > 2)
+                return fail("Can't handle > 2 channel files");
             return bits2to4 || format.bits == 5 ||
                    fail("Invalid no bits/sample for CCITT G.721/.723/.726 ADPCM encoding");
         case WaveCodec::G722:
             format.bits = 4;
-            return true;
+            return format.channels <= 2 || fail("Can't handle > 2 channel files");
         case WaveCodec::Gsm610:
         case WaveCodec::GsmFramed:
             format.bits = kGsmBits;
@@ -250,12 +240,19 @@ bool parseWaveFormat(std::span<const Byte> chunk, WaveFormat& format) {
     return checkCodec(format);
 }
 
+void applyWaveFormat(const WaveFormat& format, Waveform& waveform) {
+    waveform.sampleRate = format.rate;
+    waveform.channels = static_cast<std::uint8_t>(std::min<unsigned>(format.channels, 2));
+    waveform.bits = static_cast<std::uint8_t>(format.bits);
+    waveform.format = format.sampleFormat;
+}
+
 std::uint32_t waveContainerBytes(const WaveFormat& format) {
     return bytesFor(format.storedBits);
 }
 
 bool waveFramesFixedByData(const WaveFormat& format) {
-    return format.extensible && isPlain(format.codec);
+    return format.extensible && isPlainCodec(format.codec);
 }
 
 std::uint32_t waveFramesIn(const WaveFormat& format, std::uint64_t dataBytes) {
@@ -276,42 +273,6 @@ std::uint32_t waveFramesIn(const WaveFormat& format, std::uint64_t dataBytes) {
         frames = static_cast<double>(dataBytes) * 8 / (bits * format.channels);
     }
     return static_cast<std::uint32_t>(std::min<std::int64_t>(roundToInteger(frames), UINT32_MAX));
-}
-
-void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_ptr<File> file,
-                    std::uint64_t position, std::uint64_t byteSize) {
-    if (!isPlain(format.codec)) {
-        waveform.sourceFormat = encodingBit(codecEncoding(format));
-        waveform.sourceOffset = position;
-        waveform.setSource(undecodedSource(waveCodecName(format.codec)));
-        return;
-    }
-    StoredBlock block;
-    block.position = position;
-    block.byteSize = byteSize;
-    block.storedChannels = format.channels;
-    switch (format.codec) {
-        case WaveCodec::MuLaw:
-            block.layout.encoding = SampleEncoding::MuLaw;
-            break;
-        case WaveCodec::ALaw:
-            block.layout.encoding = SampleEncoding::ALaw;
-            break;
-        case WaveCodec::Float:
-            block.layout.encoding = format.bits == 64 ? SampleEncoding::Float64 : SampleEncoding::Float32;
-            break;
-        default: {
-            // Samples fill their container from the top, so narrower ones need no scaling of their own.
-            static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                          SampleEncoding::Pcm24, SampleEncoding::Pcm32};
-            const std::uint32_t bytes = waveContainerBytes(format);
-            block.layout.encoding = kByBytes[std::min(bytes, 4u) - 1];
-            block.layout.isUnsigned = bytes == 1;
-            block.containerBytes = bytes;
-            break;
-        }
-    }
-    attachStoredSamples(waveform, std::move(file), block);
 }
 
 }  // namespace velor

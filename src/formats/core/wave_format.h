@@ -2,12 +2,9 @@
 #pragma once
 
 #include <array>
-#include <memory>
-#include <optional>
 #include <span>
 #include <vector>
 
-#include "formats/framework/stored_samples.h"
 #include "items/waveform.h"
 
 namespace velor {
@@ -45,6 +42,11 @@ enum class WaveCodec : std::uint8_t {
     OggVorbis,
 };
 
+// PCM, float and the laws: one sample after the other, nothing packed.
+constexpr bool isPlainCodec(WaveCodec codec) {
+    return codec <= WaveCodec::ALaw;
+}
+
 // The name used in messages ("IMA ADPCM").
 std::string_view waveCodecName(WaveCodec codec);
 
@@ -71,12 +73,10 @@ std::uint32_t waveFramesIn(const WaveFormat& format, std::uint64_t dataBytes);
 // True when the count comes from the data size alone, whatever a "fact" chunk before the data says.
 bool waveFramesFixedByData(const WaveFormat& format);
 
+// Sets the waveform's rate, channels (the first two of more), bits and displayed format.
+void applyWaveFormat(const WaveFormat& format, Waveform& waveform);
+
 // The bytes of one stored sample of PCM and float data.
 std::uint32_t waveContainerBytes(const WaveFormat& format);
-
-// Gives the waveform its sample source: data of `byteSize` bytes at `position`. Cuts the frame count to what
-// plain data hold.
-void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_ptr<File> file,
-                    std::uint64_t position, std::uint64_t byteSize);
 
 }  // namespace velor

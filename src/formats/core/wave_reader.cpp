@@ -6,7 +6,8 @@
 
 #include "base/byte_reader.h"
 #include "base/error.h"
-#include "formats/core/wave_format.h"
+#include "formats/core/id3.h"
+#include "formats/core/wave_data.h"
 #include "formats/core/wave_sampler.h"
 
 namespace velor {
@@ -156,6 +157,10 @@ class WaveWalker {
                 return true;
             case fourCc("LIST"):
                 return readList(chunk, end, depth);
+            case fourCc("ID3 "):
+            case fourCc("id3 "):
+                applyId3(payload(chunk, kMostTextBytes), waveform_);
+                return true;
             default:
                 return true;
         }
@@ -220,10 +225,7 @@ class WaveWalker {
             format.rate = 44100;
         }
         waveform_.frames = 0;
-        waveform_.sampleRate = format.rate;
-        waveform_.channels = static_cast<std::uint8_t>(std::min<unsigned>(format.channels, 2));
-        waveform_.bits = static_cast<std::uint8_t>(format.bits);
-        waveform_.format = format.sampleFormat;
+        applyWaveFormat(format, waveform_);
         deriveFrames();
         return true;
     }

@@ -28,6 +28,9 @@ bool buildWaveImage(Waveform& waveform, const SaveOptions& options, UserInterfac
 // Row operation. Takes waveforms only.
 bool writeWave(Item& item, OpenFile& file, std::uint32_t variant);
 
+// The bit rates (kbit/s) of the "Compressed" encoding, which is MPEG layer III.
+float waveOptions(std::uint32_t index, std::uint32_t variant, std::string& text);
+
 // Forgets the "fact" value that the writer carries from one file to the next, as a fresh start of the program
 // does.
 void resetWaveHeaderTemplate();

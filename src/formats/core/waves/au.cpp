@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "base/error.h"
-#include "formats/core/undecoded_source.h"
+#include "formats/core/codec_streams.h"
 #include "formats/core/waves/wave_file.h"
+#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -18,9 +19,10 @@ constexpr std::string_view kKeyLines = "AFsp";  // info texts of one family of p
 struct Coding {
     std::uint32_t code;
     SampleEncoding encoding;
-    int codecBits = 0;         // bits per sample of a codec
-    std::string_view codec{};  // its name for messages
+    int width = 0;  // bits of a code of the ITU-T codecs
 };
+
+constexpr std::uint32_t kG722 = 24;
 
 // The first row of an encoding is the one that the writer uses.
 constexpr Coding kCodings[] = {
@@ -37,10 +39,10 @@ constexpr Coding kCodings[] = {
     {12, SampleEncoding::Pcm24},
     {13, SampleEncoding::Pcm32},
     {18, SampleEncoding::Pcm16},  // with emphasis
-    {23, SampleEncoding::Adpcm4, 4, "G.721 ADPCM"},
-    {24, SampleEncoding::Adpcm4, 4, "G.722"},
-    {25, SampleEncoding::Adpcm3, 3, "G.723 3-bit ADPCM"},
-    {26, SampleEncoding::Adpcm5, 5, "G.723 5-bit ADPCM"},
+    {23, SampleEncoding::Adpcm4, 4},  // G.721
+    {25, SampleEncoding::Adpcm3, 3},  // G.723
+    {26, SampleEncoding::Adpcm5, 5},
+    {kG722, SampleEncoding::Adpcm4, 8},  // a code of 8 bits for two samples
 };
 constexpr std::uint32_t kWritable = encodingMask(
     {SampleEncoding::MuLaw, SampleEncoding::ALaw, SampleEncoding::Pcm8, SampleEncoding::Pcm16,
@@ -70,6 +72,39 @@ std::string infoText(const OpenFile& file, std::uint32_t dataOffset) {
     return info;
 }
 
+// The codes of the ITU-T codecs are packed from the low bits up.
+bool attachCodes(Waveform& waveform, OpenFile& file, const StoredWave& stored, const Coding& coding) {
+    if (stored.channels > 2)
+        return fail("Too many channels");
+    if (!setChannels(waveform, file, stored.channels))
+        return false;
+    setRate(waveform, file, stored.rate);
+    setEncoding(waveform, coding.encoding);
+    waveform.bits = static_cast<std::uint8_t>(coding.width);
+    CodecData data;
+    data.position = stored.position;
+    data.byteSize = availableBytes(file, stored.position, stored.byteSize);
+    if (coding.code == kG722)
+        setG722(data, coding.width, CodePacking::LowBitsFirst, waveform.channels);
+    else
+        setG72x(data, coding.width, CodePacking::LowBitsFirst, waveform.channels);
+    waveform.frames = clampFrames(file, framesIn(data));
+    attachCodecSamples(waveform, file.input, std::move(data));
+    return true;
+}
+
+bool encodeCodes(Waveform& waveform, const Coding& coding, int channels, std::span<Byte> to,
+                 UserInterface& ui) {
+    G72xEncoder encoder(coding.width, CodePacking::LowBitsFirst, channels);
+    return feed16(waveform, channels, FrameReader::kPieceFrames, ui, [&](std::span<const std::int16_t> from) {
+        const auto bytes = static_cast<std::size_t>(
+            std::min<std::uint64_t>(packedSize(from.size(), coding.width), to.size()));
+        encoder.encode(from, to.first(bytes));
+        to = to.subspan(bytes);
+        return true;
+    });
+}
+
 bool fillFromAu(OpenFile& file, Waveform& waveform) {
     const auto head = bytesAt(file, 0, kHeaderSize);
     ByteReader reader(head);
@@ -96,18 +131,8 @@ bool fillFromAu(OpenFile& file, Waveform& waveform) {
     stored.rate = rate;
     stored.position = std::max<std::uint32_t>(offset, kHeaderSize);
     stored.byteSize = size == kUnknownSize || size == 0 ? kToFileEnd : size;
-    if (coding->codec.empty())
-        return attachStoredWave(waveform, file, stored);
-    if (!setChannels(waveform, file, channels))
-        return false;
-    setRate(waveform, file, rate);
-    setEncoding(waveform, coding->encoding);
-    waveform.bits = static_cast<std::uint8_t>(coding->codecBits);
-    waveform.sourceOffset = stored.position;
-    const std::uint64_t bytes = availableBytes(file, stored.position, stored.byteSize);
-    waveform.frames = clampFrames(file, bytes * 8 / static_cast<unsigned>(coding->codecBits) / channels);
-    waveform.setSource(undecodedSource(coding->codec));
-    return true;
+    return coding->width == 0 ? attachStoredWave(waveform, file, stored)
+                              : attachCodes(waveform, file, stored, *coding);
 }
 
 }  // namespace
@@ -121,6 +146,10 @@ bool writeAu(Item& item, OpenFile& file, std::uint32_t) {
     WavePlan plan;
     if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
         return false;
+    const Coding& coding = *std::ranges::find(kCodings, plan.target.layout.encoding, &Coding::encoding);
+    const auto channels = static_cast<std::uint32_t>(plan.target.channels);
+    if (coding.width != 0)
+        plan.dataSize = packedSize(std::uint64_t{waveform->frames} * channels, coding.width);
     const std::string_view info = waveform->text(WaveText::Comment);
     // Some readers expect at least four bytes of info, and the data at a multiple of 8.
     const std::size_t infoSize = (std::max<std::size_t>(info.size() + 1, 8) + 7) / 8 * 8;
@@ -131,12 +160,15 @@ bool writeAu(Item& item, OpenFile& file, std::uint32_t) {
     to.id(fourCc(".snd"));
     to.u32(static_cast<std::uint32_t>(kHeaderSize + infoSize));
     to.u32(plan.dataSize < kUnknownSize ? static_cast<std::uint32_t>(plan.dataSize) : kUnknownSize);
-    to.u32(std::ranges::find(kCodings, plan.target.layout.encoding, &Coding::encoding)->code);
+    to.u32(coding.code);
     to.u32(waveform->sampleRate);
-    to.u32(static_cast<std::uint32_t>(plan.target.channels));
+    to.u32(channels);
     to.text(info, infoSize);
-    return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-           file.write(image.bytes());
+    const std::span<Byte> data = to.block(to.remaining());
+    const bool encoded = coding.width != 0
+                             ? encodeCodes(*waveform, coding, plan.target.channels, data, *file.ui)
+                             : encodeWaveform(*waveform, plan.target, data, *file.ui);
+    return encoded && file.write(image.bytes());
 }
 
 }  // namespace velor

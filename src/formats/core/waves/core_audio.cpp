@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "base/error.h"
+#include "formats/core/codecs/ima_adpcm.h"
+#include "formats/core/codecs/mace.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/core/waves/wave_file.h"
+#include "formats/framework/codec_source.h"
 
 namespace velor {
 
@@ -23,7 +26,7 @@ constexpr int kMostChunks = 1 << 16;
 constexpr std::uint32_t kIsFloat = 1, kIsLittle = 2;                        // flags of "lpcm"
 constexpr std::uint32_t kLoops = 1, kPlaysForward = 2, kPlaysBackward = 4;  // flags of a region
 
-// Formats whose packets this build cannot decode.
+// Formats of packets. "ima4" and MACE are decoded here.
 struct Codec {
     std::uint32_t format;
     std::string_view name;
@@ -312,9 +315,32 @@ class CoreAudioReader {
         if (frames == 0 && bytesPerPacket_ != 0)
             frames = dataSize_ / bytesPerPacket_ * framesPerPacket_;
         waveform_.frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, UINT32_MAX));
+        CodecData data;
+        data.position = data_;
+        data.byteSize = dataSize_;
+        setDecoder(data);
+        if (data.makeDecoder && channels_ <= 2) {
+            if (validFrames_ == 0)
+                waveform_.frames = clampFrames(file_, framesIn(data));
+            attachCodecSamples(waveform_, file_.input, std::move(data));
+            return true;
+        }
         waveform_.sourceOffset = data_;
         waveform_.setSource(undecodedSource(codec.name));
         return true;
+    }
+
+    void setDecoder(CodecData& data) const {
+        const int channels = waveform_.channels;
+        if (format_ == fourCc("ima4")) {
+            data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
+            data.makeDecoder = decoder16<Ima4Decoder>(channels);
+        } else if (format_ == fourCc("MAC3") || format_ == fourCc("MAC6")) {
+            const MaceRatio ratio = format_ == fourCc("MAC3") ? MaceRatio::ThreeToOne : MaceRatio::SixToOne;
+            data.unit = {static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
+                         MaceDecoder::kPacketFrames};
+            data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
+        }
     }
 
     OpenFile& file_;

@@ -1,0 +1,82 @@
+#include "formats/core/raw_rockwell.h"
+
+#include "base/error.h"
+#include "formats/core/codecs/rockwell.h"
+#include "formats/core/raw_speech.h"
+#include "formats/framework/file_image.h"
+#include "formats/framework/format_table.h"
+#include "formats/framework/frame_reader.h"
+
+namespace velor {
+
+namespace {
+
+struct WidthAnswer {
+    bool ask = true;
+    int bits = 4;
+};
+WidthAnswer widthAnswer;
+
+constexpr SampleEncoding kEncodings[] = {SampleEncoding::Adpcm2, SampleEncoding::Adpcm3,
+                                         SampleEncoding::Adpcm4};
+
+int askedWidth(UserInterface& ui) {
+    if (!widthAnswer.ask)
+        return widthAnswer.bits;
+    widthAnswer.bits = 2 + static_cast<int>(ui.ask({"raw.rockwell.width",
+                                                    "Is it 2, 3 or 4-bit Rockwell ADPCM data?",
+                                                    {"2-bit", "3-bit", "4-bit"},
+                                                    2}));
+    widthAnswer.ask = ui.ask({"raw.rockwell.again",
+                              "Ask the same again the next time you open a Rockwell ADPCM file?",
+                              {"Yes", "No"},
+                              0}) == 0;
+    return widthAnswer.bits;
+}
+
+int chosenWidth(const Waveform& waveform, const SaveOptions& save) {
+    SampleEncoding encoding = save.encoding;
+    if (encoding == SampleEncoding::None)
+        encoding =
+            chooseEncoding(save.flags & format_flags::kEncodings, waveform.sourceEncoding(), waveform.bits);
+    return encoding == SampleEncoding::Adpcm2 ? 2 : encoding == SampleEncoding::Adpcm3 ? 3 : 4;
+}
+
+}  // namespace
+
+void resetRockwellAnswers() {
+    widthAnswer = {};
+}
+
+bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t variant) {
+    const int bits = variant ? static_cast<int>(variant) : askedWidth(*file.ui);
+    CodecData data;
+    data.byteSize = file.size();
+    data.unit = {static_cast<std::uint32_t>(RockwellCodec::unitBytes(bits)),
+                 static_cast<std::uint32_t>(RockwellCodec::unitSamples(bits))};
+    data.makeDecoder = decoder16<RockwellDecoder>(bits);
+    const std::uint64_t codes = data.byteSize * 8 / static_cast<unsigned>(bits);
+    return addSpeechWaveform(collection, file, codes, std::move(data), kEncodings[bits - 2], bits);
+}
+
+bool writeRawRockwell(Item& item, OpenFile& file, std::uint32_t variant) {
+    Waveform* waveform = speechWaveform(item);
+    if (!waveform || !settleFrameCount(*waveform))
+        return false;
+    const int bits = variant ? static_cast<int>(variant) : chosenWidth(*waveform, file.save);
+    FileImage image;
+    if (!image.allocate(RockwellEncoder::encodedSize(waveform->frames, bits)))
+        return false;
+    RockwellEncoder encoder(bits);
+    std::span<Byte> to = image.bytes();
+    const auto encode = [&](std::span<const std::int16_t> samples) {
+        const auto size = static_cast<std::size_t>(RockwellEncoder::encodedSize(samples.size(), bits));
+        encoder.encode(samples, to.first(size));
+        to = to.subspan(size);
+        return true;
+    };
+    constexpr std::uint32_t kPiece = 4096;  // a multiple of every unit
+    return feed16(*waveform, 1, kPiece, *file.ui, encode) && file.write(image.bytes());
+}
+
+}  // namespace velor

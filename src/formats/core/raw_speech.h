@@ -1,0 +1,21 @@
+// What the headerless speech formats share: one channel at one rate, which the file does not tell.
+#pragma once
+
+#include "formats/framework/codec_source.h"
+#include "formats/framework/open_file.h"
+#include "items/collection.h"
+
+namespace velor {
+
+inline constexpr std::uint32_t kTelephoneRate = 8000;  // Hz
+
+// Adds a mono waveform of 8000 Hz, named after the file, with the `frames` frames that `data` hold. False
+// with "Zero length" when there are none, or "Out of memory".
+bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t frames, CodecData data,
+                       SampleEncoding encoding, int bits);
+
+// The item as a waveform that a format of 8000 Hz can store. nullptr with LastErrorText when it is something
+// else or has another rate.
+Waveform* speechWaveform(Item& item);
+
+}  // namespace velor
