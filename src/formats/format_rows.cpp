@@ -12,6 +12,28 @@
 #include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
+#include "formats/core/waves/amiga_sample.h"
+#include "formats/core/waves/au.h"
+#include "formats/core/waves/avr.h"
+#include "formats/core/waves/core_audio.h"
+#include "formats/core/waves/covox.h"
+#include "formats/core/waves/creative_voice.h"
+#include "formats/core/waves/diamond_ware.h"
+#include "formats/core/waves/dvd_pcm.h"
+#include "formats/core/waves/esps.h"
+#include "formats/core/waves/exponential_law.h"
+#include "formats/core/waves/hcom.h"
+#include "formats/core/waves/inrs.h"
+#include "formats/core/waves/ircam.h"
+#include "formats/core/waves/nist.h"
+#include "formats/core/waves/nomad.h"
+#include "formats/core/waves/paris.h"
+#include "formats/core/waves/psion.h"
+#include "formats/core/waves/sample_vision.h"
+#include "formats/core/waves/sndtool.h"
+#include "formats/core/waves/sound_designer.h"
+#include "formats/core/waves/sounder.h"
+#include "formats/core/waves/sppack.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/probes/akai.h"
 #include "formats/framework/probes/banks.h"
@@ -74,9 +96,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 29 */ {"ase", "Velvet Studio sample", readNotBuilt, nullptr, probe::velvetSample, 1, 0, 0},
     /* 30 */ {"asf", "ActiveMovie streaming", readNotBuilt, nullptr, probe::asf, 1, 0, 0},
     /* 31 */ {"atak1a", "Soundscape audio-take", readNotBuilt, writeNotBuilt, probeNone, 1, 0x100004, 0},
-    /* 32 */ {"au", "Sun/NeXT/DEC audio", readNotBuilt, writeNotBuilt, probe::au, 1, 0x3073F5, 0},
+    /* 32 */ {"au", "Sun/NeXT/DEC audio", readAu, writeAu, probe::au, 1, 0x3073F5, 0},
     /* 33 */ {"avi", "Audio video interleave", readNotBuilt, nullptr, probe::avi, 1, 0, 0},
-    /* 34 */ {"avr", "Audio Visual Research", readNotBuilt, nullptr, probe::avr, 1, 0, 0},
+    /* 34 */ {"avr", "Audio Visual Research", readAvr, nullptr, probe::avr, 1, 0, 0},
     /* 35 */ {"bin", "Roland D-50 VST bank", readNotBuilt, nullptr, probe::rolandD50Bank, 128, 0, 0},
     /* 36 */ {"bn4", "Yamaha DX100/DX21/DX27 voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 0},
     /* 37 */ {"bnk", "AdLib bank", readNotBuilt, nullptr, probe::adLibBank, 128, 0, 0},
@@ -84,8 +106,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 39 */ {"bnk", "Yamaha DX11/TX81z voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 1},
     /* 40 */ {"bwf", "Broadcast wave", readWave, nullptr, probe::broadcastWave, 1, 0, 0},
     /* 41 */ {"c01", "Typhoon wave", readNotBuilt, nullptr, probe::yamahaTyphoonWave, 1, 0, 0},
-    /* 42 */ {"caf", "Apple CoreAudio", readNotBuilt, writeNotBuilt, probe::caf, 1, 0x3023F5, 0},
-    /* 43 */ {"caff", "Apple CoreAudio", readNotBuilt, nullptr, probe::caf, 1, 0, 0},
+    /* 42 */ {"caf", "Apple CoreAudio", readCoreAudio, writeCoreAudio, probe::caf, 1, 0x3023F5, 0},
+    /* 43 */ {"caff", "Apple CoreAudio", readCoreAudio, nullptr, probe::caf, 1, 0, 0},
     /* 44 */ {"cda", "Audio CD track", readNotBuilt, nullptr, probe::cdTrack, 1, 0, 0},
     /* 45 */ {"cdr", "Audio CD raw data", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, 0, 44100, 2)},
     /* 46 */ {"cmf", "Creative Labs music", readNotBuilt, nullptr, probe::creativeMusic, 192, 0, 0},
@@ -96,13 +118,13 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 51 */ {"dvd-16-48", "LPCM 16-bit 48kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 48000, 2)},
     /* 52 */ {"dvd-16-96", "LPCM 16-bit 96kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 96000, 2)},
     /* 53 */ {"dvd-16-192", "LPCM 16-bit 192kHz stereo", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 192000, 2)},
-    /* 54 */ {"dvd-24-44", "LPCM 24-bit 44kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 55 */ {"dvd-24-48", "LPCM 24-bit 48kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 56 */ {"dvd-24-96", "LPCM 24-bit 96kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
-    /* 57 */ {"dvd-24-192", "LPCM 24-bit 192kHz stereo", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
+    /* 54 */ {"dvd-24-44", "LPCM 24-bit 44kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 55 */ {"dvd-24-48", "LPCM 24-bit 48kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 56 */ {"dvd-24-96", "LPCM 24-bit 96kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
+    /* 57 */ {"dvd-24-192", "LPCM 24-bit 192kHz stereo", readDvd24, nullptr, probeGeneric, 1, 0, 0},
     /* 58 */ {"dewf", "SoundCap/SoundEdit", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22255)},
     /* 59 */ {"dig", "Digilink", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 60 */ {"dig", "Sound Designer I", readNotBuilt, nullptr, probe::soundDesigner1, 1, 0, 0},
+    /* 60 */ {"dig", "Sound Designer I", readSoundDesigner1, nullptr, probe::soundDesigner1, 1, 0, 0},
     /* 61 */ {"dlp", "DirectMusic Producer", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
     /* 62 */ {"dls", "DownLoadable Sounds", readNotBuilt, nullptr, probe::dlsBank, 128, 0, 0},
     /* 63 */ {"dls", "DownLoadable Sounds level 1", nullptr, writeNotBuilt, nullptr, 145, 0x100005, 1},
@@ -119,7 +141,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 74 */ {"dsm", "Digital Sound Module", readNotBuilt, nullptr, probe::digitalSoundModule, 128, 0, 0},
     /* 75 */ {"dspreset", "Decent Sampler Preset", readNotBuilt, writeNotBuilt, probe::decentSamplerPreset, 17, 0x300054, 0},
     /* 76 */ {"dtm", "DigiTrekker module", readNotBuilt, nullptr, probe::digiTrekker, 128, 0, 0},
-    /* 77 */ {"dwd", "DiamondWare digitized", readNotBuilt, writeNotBuilt, probe::diamondWare, 1, 0x300005, 0},
+    /* 77 */ {"dwd", "DiamondWare digitized", readDiamondWare, writeDiamondWare, probe::diamondWare, 1, 0x300005, 0},
     /* 78 */ {"dx7", "Yamaha DX7 voice SysEx", readNotBuilt, nullptr, probe::yamahaVoiceMessages, 128, 0, 2},
     /* 79 */ {"dx7", "Raw Yamaha DX7 32-voice", readNotBuilt, nullptr, probe::yamahaRawBank, 128, 0, 0},
     /* 80 */ {"eda", "Ensoniq ASR disk image", readNotBuilt, nullptr, probe::ensoniqPackedDisk, 128, 0, 1},
@@ -140,7 +162,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 95 */ {"emd", "ABT extended module", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 96 */ {"emy", "EMelody ring-tone", readNotBuilt, writeNotBuilt, probe::eMelody, 96, 0x80000, 0},
     /* 97 */ {"emy", "EMelody simplified", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
-    /* 98 */ {"esps", "ESPS", readNotBuilt, nullptr, probe::esps, 1, 0, 0},
+    /* 98 */ {"esps", "ESPS", readEsps, nullptr, probe::esps, 1, 0, 0},
     /* 99 */ {"eui", "Ensoniq EPS/ASR-10 disk image", readNotBuilt, nullptr, probe::ensoniqDisk, 128, 0, 0},
     /* 100 */ {"exs", "Logic EXS24 instrument", readNotBuilt, writeNotBuilt, probe::exsInstrument, 16, 0x300014, 0},
     /* 101 */ {"f2r", "Farandole linear module", readNotBuilt, nullptr, probe::farandoleLinear, 128, 0, 0},
@@ -214,10 +236,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 169 */ {"gsm", "USR GSM without header", readRawGsm, writeRawGsm, probe::usrGsmFrames, 1, 0x100400, 2},
     /* 170 */ {"gsm", "USR GSM without header (alternative)", nullptr, writeRawGsm, nullptr, 1, 0x100400, 3},
     /* 171 */ {"gsm", "USR GSM with header", readWave, writeRawGsm, probe::usrGsmWave, 1, 0x100400, 4},
-    /* 172 */ {"hcom", "Sound Tools HCOM", readNotBuilt, nullptr, probe::hcom, 1, 0, 0},
+    /* 172 */ {"hcom", "Sound Tools HCOM", readHcom, nullptr, probe::hcom, 1, 0, 0},
     /* 173 */ {"hd", "PlayStation 2 SCEI set", readNotBuilt, nullptr, probe::playStation2Bank, 17, 0, 0},
     /* 174 */ {"ibk", "Creative FM bank", readNotBuilt, nullptr, probe::creativeFmBank, 128, 0, 0},
-    /* 175 */ {"iff", "Interchange file format", readNotBuilt, writeNotBuilt, probe::amigaSample, 1, 0x300001, 0},
+    /* 175 */ {"iff", "Interchange file format", readAmigaSample, writeAmigaSample, probe::amigaSample, 1, 0x300001, 0},
     /* 176 */ {"imf", "id Software Music Format (560Hz)", readNotBuilt, nullptr, probeGeneric, 128, 0, 0},
     /* 177 */ {"img", "Ensoniq EPS/ASR-10 disk image", readNotBuilt, nullptr, probe::ensoniqDisk, 128, 0, 0},
     /* 178 */ {"imy", "iMelody ring-tone format", readNotBuilt, nullptr, probe::iMelody, 96, 0, 0},
@@ -225,7 +247,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 180 */ {"imy", "iMelody - Simplified v1.0", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 181 */ {"ini", "Gravis ini bank setup + .PAT's", readNotBuilt, writeNotBuilt, probe::gravisBankList, 128, 0x100005, 0},
     /* 182 */ {"ini", "IBM MWave DSP synth", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 183 */ {"inrs", "INRS-Telecommunications", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
+    /* 183 */ {"inrs", "INRS-Telecommunications", readInrs, nullptr, probeGeneric, 1, 0, 0},
     /* 184 */ {"ins", "Ad Lib instrument", readNotBuilt, nullptr, probe::adLibInstrument, 16, 0, 0},
     /* 185 */ {"ins", "Ensoniq EPS intrument", readNotBuilt, writeNotBuilt, probe::ensoniqFile, 17, 0x100004, 0},
     /* 186 */ {"ins", "Sample Cell II Mac", readNotBuilt, writeNotBuilt, probeNone, 17, 0x300005, 0},
@@ -301,7 +323,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 256 */ {"mus", "Musifile MPEG layer II", readNotBuilt, nullptr, probe::musifile, 1, 0, 0},
     /* 257 */ {"mus10", "Mus10", readNotBuilt, nullptr, probe::mus10, 1, 0, 0},
     /* 258 */ {"ncw", "NI Kontakt Compressed", readNotBuilt, nullptr, probe::kontaktWave, 1, 0, 0},
-    /* 259 */ {"nist", "NIST Sphere", readNotBuilt, nullptr, probe::nistSphere, 1, 0, 0},
+    /* 259 */ {"nist", "NIST Sphere", readNist, nullptr, probe::nistSphere, 1, 0, 0},
     /* 260 */ {"nkb", "NI Kontakt v1 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x201},
     /* 261 */ {"nkb", "NI Kontakt v2/3/4 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x202},
     /* 262 */ {"nkb", "NI Kontakt v5/6/7 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x205},
@@ -318,7 +340,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 273 */ {"nkm", "NI Kontakt v3 Multi (waves in subfolder)", nullptr, writeNotBuilt, nullptr, 128, 0x300054, 3},
     /* 274 */ {"nkm", "NI Kontakt v3 Multi (monolith)", nullptr, writeNotBuilt, nullptr, 128, 0x300054, 0x1003},
     /* 275 */ {"nsmpproj", "Nord Sample Editor project", readNotBuilt, writeNotBuilt, probe::nordProject, 16, 0x300014, 0},
-    /* 276 */ {"nvf", "Creative Labs Nomad", readNotBuilt, writeNotBuilt, probe::nomad, 1, 0x102000, 0},
+    /* 276 */ {"nvf", "Creative Labs Nomad", readNomad, writeNomad, probe::nomad, 1, 0x102000, 0},
     /* 277 */ {"o01", "Typhoon voice", readNotBuilt, nullptr, probe::yamahaTyphoonVoice, 16, 0, 0},
     /* 278 */ {"ogg", "Ogg Vorbis", readNotBuilt, writeNotBuilt, probe::oggVorbis, 1, 0x320000, 0},
     /* 279 */ {"okt", "Oktalyzer module", readNotBuilt, nullptr, probe::oktalyzer, 128, 0, 0},
@@ -338,7 +360,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 293 */ {"p9", "AKAI S950 program", nullptr, writeNotBuilt, nullptr, 16, 0x100002, 1},
     /* 294 */ {"p3k", "Kurzweil PC3K", readNotBuilt, writeNotBuilt, probe::kurzweilObjects, 145, 0x300004, 4},
     /* 295 */ {"pac", "SB Studio II", readNotBuilt, nullptr, probe::soundStudio, 128, 0, 0},
-    /* 296 */ {"paf", "Ensoniq PARIS", readNotBuilt, writeNotBuilt, probe::parisAudio, 1, 0x300015, 0},
+    /* 296 */ {"paf", "Ensoniq PARIS", readParis, writeParis, probe::parisAudio, 1, 0x300015, 0},
     /* 297 */ {"pat", "Gravis Ultrasound patch", readNotBuilt, writeNotBuilt, probe::gravisPatch, 17, 0x100005, 0},
     /* 298 */ {"pbf", "TB Pinnacle bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
     /* 299 */ {"pcg", "Korg Trinity bank", readNotBuilt, nullptr, probe::korgBank, 128, 0, 0x3B},
@@ -373,7 +395,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 328 */ {"ppf", "TB Pinnacle program", readNotBuilt, nullptr, probeNone, 16, 0, 0},
     /* 329 */ {"prg", "WAVmaker program", readNotBuilt, nullptr, probeNone, 16, 0, 0},
     /* 330 */ {"psb", "TB Pinnacle bank", readNotBuilt, nullptr, probeNone, 128, 0, 0},
-    /* 331 */ {"psion", "PSION A-law", readNotBuilt, nullptr, probe::psion, 1, 0, 0},
+    /* 331 */ {"psion", "PSION A-law", readPsion, nullptr, probe::psion, 1, 0, 0},
     /* 332 */ {"psm", "Protracker Studio module", readNotBuilt, nullptr, probe::protrackerStudio, 128, 0, 0},
     /* 333 */ {"ptm", "Poly Tracker module", readNotBuilt, nullptr, probe::polyTracker, 128, 0, 0},
     /* 334 */ {"raw", "Signed 8-bit PCM", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, 0, 22050)},
@@ -409,10 +431,10 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 364 */ {"sb", "Signed bytes (8-bit)", readRaw, writeRaw, probeGeneric, 1, 0x300001, rawVariant(SampleEncoding::Pcm8, 0, 22050)},
     /* 365 */ {"sbk", "SoundFont v1", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x100004, 1},
     /* 366 */ {"sbi", "Creative FM instrument", readNotBuilt, nullptr, probe::creativeFmInstrument, 16, 0, 0},
-    /* 367 */ {"sd", "Sound Designer I", readNotBuilt, writeNotBuilt, probe::soundDesigner1, 1, 0x100005, 0},
+    /* 367 */ {"sd", "Sound Designer I", readSoundDesigner1, writeSoundDesigner1, probe::soundDesigner1, 1, 0x100005, 0},
     /* 368 */ {"sc2", "Sample Cell II PC", readNotBuilt, nullptr, probeNone, 17, 0, 1},
-    /* 369 */ {"sd2", "Sound Designer II data", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x300015, 0},
-    /* 370 */ {"sd2", "Sound Designer II flat", readNotBuilt, writeNotBuilt, probe::soundDesigner2Flat, 1, 0x300015, 0},
+    /* 369 */ {"sd2", "Sound Designer II data", readSoundDesigner2, writeSoundDesigner2, probeGeneric, 1, 0x300015, 0},
+    /* 370 */ {"sd2", "Sound Designer II flat", readSoundDesigner2Flat, writeSoundDesigner2Flat, probe::soundDesigner2Flat, 1, 0x300015, 0},
     /* 371 */ {"sdk", "Roland S-5xx disk image", readNotBuilt, nullptr, probe::rolandDisk, 128, 0, 5},
     /* 372 */ {"sdk", "Roland S-7xx disk image", readNotBuilt, nullptr, probe::rolandDisk, 128, 0, 7},
     /* 373 */ {"sds", "MIDI SDS", readNotBuilt, writeNotBuilt, probe::midiSampleDump, 1, 0x10001F, 0},
@@ -420,7 +442,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 375 */ {"sdw", "Signed dwords (32-bit)", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm32, 0, 44100)},
     /* 376 */ {"seq", "PlayStation music", readNotBuilt, writeNotBuilt, probe::playStationSequence, 96, 0x80000, 0},
     /* 377 */ {"sdx", "SDX compact MIDI SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 378 */ {"sf", "IRCAM / MTU sound", readNotBuilt, writeNotBuilt, probe::ircam, 1, 0x3003F5, 0},
+    /* 378 */ {"sf", "IRCAM / MTU sound", readIrcam, writeIrcam, probe::ircam, 1, 0x3003F5, 0},
     /* 379 */ {"sf2", "SoundFont v2 bank", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
     /* 380 */ {"sf2pack", "MIDI Converter Studio", readNotBuilt, nullptr, probe::soundFontPack, 128, 0, 0},
     /* 381 */ {"sf3", "Compressed SoundFont", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
@@ -436,7 +458,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 391 */ {"shn", "Shorten lossless", readNotBuilt, writeNotBuilt, probe::shorten, 1, 0x320000, 0},
     /* 392 */ {"smd", "J-Phone / SmdEd song", readNotBuilt, nullptr, probeNone, 64, 0, 0},
     /* 393 */ {"smp", "AdLib Gold sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
-    /* 394 */ {"smp", "Samplevision", readNotBuilt, nullptr, probe::sampleVision, 1, 0, 0},
+    /* 394 */ {"smp", "Samplevision", readSampleVision, nullptr, probe::sampleVision, 1, 0, 0},
     /* 395 */ {"smp", "Avalon sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 396 */ {"snd", "Unsigned 8-bit PCM", readRaw, nullptr, probeGeneric, 1, 0, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22050)},
     /* 397 */ {"snd", "AKAI MPC sample", readNotBuilt, nullptr, probe::akaiMpcSound, 1, 0, 0},
@@ -444,12 +466,12 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 399 */ {"snd", "AKAI MPC60 'type 2' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 2},
     /* 400 */ {"snd", "AKAI MPC2000 'type 4' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 4},
     /* 401 */ {"snd", "AKAI MPC3000 'type 2' sample", nullptr, writeNotBuilt, nullptr, 1, 0x300004, 0x12},
-    /* 402 */ {"sndr", "Sounder", readNotBuilt, nullptr, probe::sounder, 1, 0, 0},
-    /* 403 */ {"sndt", "Sndtool", readNotBuilt, nullptr, probe::sndtool, 1, 0, 0},
+    /* 402 */ {"sndr", "Sounder", readSounder, nullptr, probe::sounder, 1, 0, 0},
+    /* 403 */ {"sndt", "Sndtool", readSndtool, nullptr, probe::sndtool, 1, 0, 0},
     /* 404 */ {"sou", "SB Studio II", readNotBuilt, nullptr, probe::soundStudioSample, 128, 0, 0},
     /* 405 */ {"spd", "Speech data", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 406 */ {"spl", "Digitrakker sample", readNotBuilt, nullptr, probe::digitrakkerSample, 1, 0, 0},
-    /* 407 */ {"sppack", "SPPack sample", readNotBuilt, writeNotBuilt, probe::sppack, 1, 0x300305, 0},
+    /* 407 */ {"sppack", "SPPack sample", readSppack, writeSppack, probe::sppack, 1, 0x300305, 0},
     /* 408 */ {"sq", "PlayStation 2 SCEI sequence", readNotBuilt, nullptr, probe::playStation2Sequence, 64, 0, 0},
     /* 409 */ {"ss2", "PlayStation 2 sound", readNotBuilt, nullptr, probe::playStation2Stream, 1, 0, 0},
     /* 410 */ {"stm", "ScreamTracker v2 module", readNotBuilt, nullptr, probeGeneric, 128, 0, 0},
@@ -461,7 +483,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 416 */ {"svq", "Roland Sequencer v4", readNotBuilt, nullptr, probeNone, 64, 0, 4},
     /* 417 */ {"svq", "Roland Sequencer 'STcf'", readNotBuilt, nullptr, probe::rolandSequencerSt, 64, 0, 0},
     /* 418 */ {"svq", "Roland Sequencer 'RSVQ'", readNotBuilt, nullptr, probe::rolandSequencerRs, 64, 0, 0},
-    /* 419 */ {"svx", "Interchange file format", readNotBuilt, nullptr, probe::amigaSample, 1, 0, 0},
+    /* 419 */ {"svx", "Interchange file format", readAmigaSample, nullptr, probe::amigaSample, 1, 0, 0},
     /* 420 */ {"sw", "Signed words (16-bit) - Little Endian", readRaw, writeRaw, probeGeneric, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, 0, 44100)},
     /* 421 */ {"sw", "Signed words (16-bit) - Big Endian", nullptr, writeRaw, nullptr, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kBigEndian, 44100)},
     /* 422 */ {"sxt", "Propellerheads Reason 2 NN-XT", readNotBuilt, writeNotBuilt, probe::nnxtPatch, 17, 0x300014, 0},
@@ -481,7 +503,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 436 */ {"txt", "Ascii text audio", readNotBuilt, writeNotBuilt, probe::textAudio, 1, 0x340000, 0},
     /* 437 */ {"txt", "Nokring ring-tone", readNotBuilt, writeNotBuilt, probe::nokring, 96, 0x80000, 0},
     /* 438 */ {"txt", "Steinberg LM-4 bank", readNotBuilt, writeNotBuilt, probeNone, 16, 0x300014, 0},
-    /* 439 */ {"u255law", "Exponential mu-law", readNotBuilt, writeNotBuilt, probeGeneric, 1, 0x100100, 0},
+    /* 439 */ {"u255law", "Exponential mu-law", readExponentialLaw, writeExponentialLaw, probeGeneric, 1, 0x100100, 0},
     /* 440 */ {"uasset", "Unreal Engine asset", readNotBuilt, nullptr, probe::unrealPackage, 1, 0, 2},
     /* 441 */ {"uax", "Unreal Tournament", readNotBuilt, nullptr, probe::unrealPackage, 128, 0, 0},
     /* 442 */ {"ub", "Unsigned bytes (8-bit)", readRaw, writeRaw, probeGeneric, 1, 0x300001, rawVariant(SampleEncoding::Pcm8, source_format::kUnsigned, 22050)},
@@ -496,13 +518,13 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 451 */ {"uw", "Unsigned words (16-bit) - Little Endian", readRaw, writeRaw, probeGeneric, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kUnsigned, 44100)},
     /* 452 */ {"uw", "Unsigned words (16-bit) - Bit Endian", nullptr, writeRaw, nullptr, 1, 0x300004, rawVariant(SampleEncoding::Pcm16, source_format::kUnsigned | source_format::kBigEndian, 44100)},
     /* 453 */ {"uwf", "UltraTracker wave", readNotBuilt, nullptr, probe::ultraTrackerWave, 1, 0, 0},
-    /* 454 */ {"v8", "Covox 8-bit", readNotBuilt, nullptr, probe::covox, 1, 0, 0},
+    /* 454 */ {"v8", "Covox 8-bit", readCovox, nullptr, probe::covox, 1, 0, 0},
     /* 455 */ {"vab", "PlayStation bank", readNotBuilt, writeNotBuilt, probe::playStationVab, 144, 0x102000, 0},
     /* 456 */ {"vag", "PlayStation sound", readNotBuilt, writeNotBuilt, probe::playStationVag, 1, 0x102000, 0},
     /* 457 */ {"vap", "Annotated speech", readNotBuilt, writeNotBuilt, probeGeneric, 145, 0x102000, 0},
     /* 458 */ {"vm1", "Panasonic voice", readRawG726, nullptr, probeGeneric, 1, 0, 0x104},
-    /* 459 */ {"voc", "SoundBlaster voice", readNotBuilt, writeNotBuilt, probe::creativeVoice, 1, 0x300305, 0},
-    /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeNotBuilt, nullptr, 1, 0x300001, 1},
+    /* 459 */ {"voc", "SoundBlaster voice", readCreativeVoice, writeCreativeVoice, probe::creativeVoice, 1, 0x300305, 0},
+    /* 460 */ {"voc", "SoundBlaster voice - Old Style", nullptr, writeCreativeVoice, nullptr, 1, 0x300001, 1},
     /* 461 */ {"vox", "Dialogic 4-bit ADPCM", readVox, writeVox, probeGeneric, 1, 0x102000, 0},
     /* 462 */ {"vox-6k", "Dialogic 4-bit ADPCM (6000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 6000},
     /* 463 */ {"vox-8k", "Dialogic 4-bit ADPCM (8000 Hz)", readVox, writeVox, probeGeneric, 1, 0x102000, 8000},

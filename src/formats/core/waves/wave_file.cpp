@@ -1,0 +1,164 @@
+#include "formats/core/waves/wave_file.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "base/error.h"
+#include "base/rounding.h"
+#include "formats/framework/format_table.h"
+#include "formats/framework/frame_reader.h"
+
+namespace velor {
+
+std::vector<Byte> bytesAt(const OpenFile& file, std::uint64_t position, std::size_t count) {
+    const std::uint64_t there = file.size() > position ? file.size() - position : 0;
+    std::vector<Byte> bytes(static_cast<std::size_t>(std::min<std::uint64_t>(count, there)));
+    bytes.resize(file.input->readSome(position, bytes));
+    return bytes;
+}
+
+std::string fieldText(ByteReader& reader, std::size_t width) {
+    std::string text = reader.text(width);
+    while (!text.empty() && static_cast<unsigned char>(text.back()) <= ' ')
+        text.pop_back();
+    return text;
+}
+
+Waveform* createWaveform(Collection& collection, const OpenFile& file) {
+    auto* waveform = collection.create<Waveform>(file.stem());
+    if (waveform)
+        waveform->sourceFile = utf8FromPath(file.path);
+    else
+        fail(kOutOfMemory);
+    return waveform;
+}
+
+void setRate(Waveform& waveform, const OpenFile& file, double rate) {
+    constexpr double kHighest = 0x7FFFFFFF;
+    if (!(rate >= 0.5)) {
+        file.warn("Warning: no sample rate - taken as 44100 Hz");
+        rate = 44100;
+    }
+    waveform.sampleRate = static_cast<std::uint32_t>(std::lround(std::min(rate, kHighest)));
+}
+
+bool setChannels(Waveform& waveform, const OpenFile& file, std::uint32_t channels) {
+    constexpr std::uint32_t kMostChannels = 1024;
+    if (channels == 0)
+        return fail("No channels");
+    if (channels > kMostChannels)
+        return fail("Too many channels");
+    if (channels > 2)
+        file.warn(
+            formatText("The file has %u channels, of which only the first two are read", unsigned{channels}));
+    waveform.channels = static_cast<std::uint8_t>(std::min<std::uint32_t>(channels, 2));
+    return true;
+}
+
+void setEncoding(Waveform& waveform, SampleEncoding encoding) {
+    waveform.format = sampleFormatOf(encoding);
+    waveform.bits = static_cast<std::uint8_t>(encodingBits(encoding));
+    waveform.sourceFormat = encodingBit(encoding);
+}
+
+std::uint64_t availableBytes(const OpenFile& file, std::uint64_t position, std::uint64_t count) {
+    const std::uint64_t there = file.size() > position ? file.size() - position : 0;
+    if (count != kToFileEnd && count > there)
+        file.warn(std::string(kDataTruncated), {}, position);
+    return std::min(count, there);
+}
+
+std::uint32_t clampFrames(const OpenFile& file, std::uint64_t frames) {
+    if (frames > UINT32_MAX)
+        file.warn("The file is longer than a waveform can be - only the first 4294967295 samples are used");
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, UINT32_MAX));
+}
+
+ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position, ByteOrder customary) {
+    constexpr std::size_t kLookAt = 65536;
+    const auto bytes = bytesAt(file, position, kLookAt);
+    const auto roughness = [&bytes](ByteOrder order) {
+        std::int64_t sum = 0;
+        for (std::size_t i = 4; i + 2 <= bytes.size();
+             i += 2)  // two samples back: the same channel of stereo
+            sum += std::abs(loadAs<std::int16_t>(bytes.data() + i, order) -
+                            loadAs<std::int16_t>(bytes.data() + i - 4, order));
+        return sum;
+    };
+    const ByteOrder other = customary == ByteOrder::Big ? ByteOrder::Little : ByteOrder::Big;
+    return roughness(other) < roughness(customary) / 2 ? other : customary;
+}
+
+bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stored) {
+    if (!setChannels(waveform, file, stored.channels))
+        return false;
+    if (stored.planar && stored.channels > 2)
+        return fail("Too many channels");
+    setRate(waveform, file, stored.rate);
+    setEncoding(waveform, stored.layout.encoding);
+    StoredBlock block;
+    block.layout = stored.layout;
+    block.position = stored.position;
+    block.storedChannels = stored.channels;
+    block.planar = stored.planar && stored.channels == 2;
+    block.secondBlockOffset = block.planar ? stored.secondBlock : 0;
+    std::uint64_t wanted = stored.byteSize;
+    if (stored.frames != kToFileEnd && stored.frames <= UINT32_MAX)
+        wanted = std::min(wanted, storedSize(stored.layout.encoding, stored.frames * stored.channels));
+    block.byteSize = availableBytes(file, stored.position, wanted);
+    waveform.frames = clampFrames(file, std::min(stored.frames, framesIn(block)));
+    attachStoredSamples(waveform, file.input, block);
+    return true;
+}
+
+void setPitch(Waveform& waveform, double hertz) {
+    constexpr double kConcertPitch = 440, kConcertKey = 69;
+    if (!(hertz > 0))
+        return;
+    const double key = kConcertKey + 12 * std::log2(hertz / kConcertPitch);
+    const double whole = std::floor(key + 0.5);
+    if (!(whole >= 0 && whole <= 127))
+        return;
+    waveform.rootKey = static_cast<std::uint8_t>(whole);
+    // Frames that sound sharp of their key are played that much lower.
+    waveform.fineTune = static_cast<std::int8_t>(std::lround((whole - key) * 100));
+}
+
+bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writable, ByteOrder order,
+              WavePlan& plan) {
+    if (!settleFrameCount(waveform))
+        return false;
+    SampleEncoding encoding = save.encoding;
+    if (encoding == SampleEncoding::None)
+        encoding = chooseEncoding(writable, waveform.sourceEncoding(), waveform.bits);
+    if (!(writable & encodingBit(encoding)))
+        return fail(formatText("Writing %s is not supported in this build",
+                               std::string(encodingName(encoding)).c_str()));
+    plan.target.layout.encoding = encoding;
+    plan.target.layout.order = order;
+    plan.target.channels = save.channels ? save.channels
+                           : save.flags  ? outputChannels(save.flags, waveform.channels)
+                                         : waveform.channels;
+    if (plan.target.channels == 0)
+        return fail("The file format can not store this number of channels");
+    plan.dataSize = encodedSize(waveform, plan.target);
+    return true;
+}
+
+Waveform* waveformToWrite(Item& item) {
+    if (item.kind() == ItemKind::Waveform)
+        return static_cast<Waveform*>(&item);
+    fail(kCannotSaveItem);
+    return nullptr;
+}
+
+WholeLoop wholeLoop(const Waveform& waveform) {
+    const auto whole = [&waveform](double frame) {
+        return static_cast<std::uint32_t>(
+            std::clamp<std::int64_t>(roundToInteger(frame), 0, std::int64_t{waveform.frames}));
+    };
+    return {whole(waveform.loopStart), whole(waveform.loopEnd)};
+}
+
+}  // namespace velor

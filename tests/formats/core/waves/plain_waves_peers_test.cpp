@@ -1,0 +1,223 @@
+// Plain waveform files against independent programs: what they write we read, what we write they read, sample
+// by sample.
+#include "formats/core/waves/wave_fixture.h"
+
+namespace velor {
+namespace {
+
+using namespace test;
+
+struct PlainWavesPeers : WaveFixture {};
+
+constexpr int kBoth = 3;  // mono and stereo
+
+struct PeerFile {
+    const char* peer;
+    const char* arguments;
+    const char* name;
+    int row;
+    int grid;  // bits that survive; 0: lossy, what we read has to be what the peer itself reads
+    int channels = kBoth;
+    std::uint32_t rate = 0;  // 0: any
+};
+
+const PeerFile kPeerFiles[] = {
+    {"sox", "-e signed -b 8", "a.au", 32, 8},
+    {"sox", "-e signed -b 16", "a.au", 32, 16},
+    {"sox", "-e signed -b 16 -L", "a.au", 32, 16},
+    {"sox", "-e signed -b 24", "a.au", 32, 24},
+    {"sox", "-e signed -b 32 -L", "a.au", 32, 24},
+    {"sox", "-e floating-point -b 32", "a.au", 32, 24},
+    {"sox", "-e floating-point -b 64 -L", "a.au", 32, 24},
+    {"sox", "-e mu-law", "a.au", 32, 0},
+    {"sox", "-e a-law", "a.au", 32, 0},
+    {"sndfile-convert", "-endian=little -pcm24", "a.au", 32, 24},
+    {"sndfile-convert", "-float64", "a.au", 32, 24},
+    {"ffmpeg", "-c:a pcm_s24be", "a.au", 32, 24},
+
+    {"sox", "-e signed -b 16", "a.sf", 378, 16},
+    {"sox", "-e signed -b 32 -B", "a.sf", 378, 24},
+    {"sox", "-e floating-point -b 32", "a.sf", 378, 24},
+    {"sox", "-e mu-law", "a.sf", 378, 0},
+    {"sox", "-e a-law", "a.sf", 378, 0},
+    {"sndfile-convert", "-endian=big -pcm16", "a.ircam", 378, 16},
+    {"sndfile-convert", "-endian=little -pcm32", "a.ircam", 378, 24},
+    {"ffmpeg", "-c:a pcm_s16le -f ircam", "a.sf", 378, 16},
+
+    {"sox", "-e signed -b 16", "a.avr", 34, 16},
+    {"sox", "-e unsigned -b 16", "a.avr", 34, 16},
+    {"sox", "-e signed -b 8", "a.avr", 34, 8},
+    {"sox", "-e unsigned -b 8", "a.avr", 34, 8},
+    {"sndfile-convert", "-pcms8", "a.avr", 34, 8},
+    {"sndfile-convert", "-pcmu8", "a.avr", 34, 8},
+    {"sndfile-convert", "-pcm16", "a.avr", 34, 16},
+
+    {"sox", "-e signed -b 8", "a.sph", 259, 8},
+    {"sox", "-e signed -b 16 -B", "a.sph", 259, 16},
+    {"sox", "-e signed -b 16 -L", "a.sph", 259, 16},
+    {"sox", "-e signed -b 24", "a.sph", 259, 24},
+    {"sox", "-e signed -b 32", "a.sph", 259, 24},
+    {"sox", "-e mu-law", "a.sph", 259, 0},
+    {"sndfile-convert", "-pcms8", "a.nist", 259, 8},
+    {"sndfile-convert", "-pcm16 -endian=big", "a.nist", 259, 16},
+    {"sndfile-convert", "-pcm24", "a.nist", 259, 24},
+    {"sndfile-convert", "-ulaw", "a.nist", 259, 0},
+    {"sndfile-convert", "-alaw", "a.nist", 259, 0},
+
+    {"sox", "", "a.smp", 394, 16, 1},
+    {"sox", "", "a.sndt", 403, 8, 1},
+    {"sox", "", "a.sndr", 402, 8, 1, 8000},
+    {"sox", "", "a.wve", 331, 0, 1, 8000},
+    {"sox", "", "a.prc", 331, 0, 1, 8000},
+    {"sndfile-convert", "-alaw", "a.wve", 331, 0, 1, 8000},
+
+    {"sox", "-e unsigned -b 8", "a.voc", 459, 8, 2, 40000},
+    {"sox", "-e unsigned -b 8", "a.voc", 459, 8, 1, 8000},
+    {"sox", "-e signed -b 16", "a.voc", 459, 16},
+    {"ffmpeg", "-c:a pcm_mulaw", "a.voc", 459, 0},
+    {"ffmpeg", "-c:a pcm_alaw", "a.voc", 459, 0},
+    {"sndfile-convert", "-pcm16", "a.voc", 459, 16},
+    {"sndfile-convert", "-ulaw", "a.voc", 459, 0},
+    {"ffmpeg", "-c:a pcm_s16le", "a.voc", 459, 16},
+
+    {"sox", "", "a.8svx", 175, 8},
+    {"sndfile-convert", "-pcms8", "a.svx", 419, 8, 1},
+    {"sndfile-convert", "-pcm16", "a.svx", 419, 16, 1},
+
+    {"sndfile-convert", "-pcm16", "a.paf", 296, 16},
+    {"sndfile-convert", "-endian=little -pcm16", "a.paf", 296, 16},
+    {"sndfile-convert", "-pcms8", "a.paf", 296, 8},
+    {"sndfile-convert", "-pcm24", "a.paf", 296, 24},
+    {"sndfile-convert", "-endian=little -pcm24", "a.paf", 296, 24},
+
+    {"sox", "", "a.hcom", 172, 0, 1, 11025},
+
+    {"sox", "-e signed -b 16", "a.caf", 42, 16},
+    {"sndfile-convert", "-pcms8", "a.caf", 42, 8},
+    {"sndfile-convert", "-endian=little -pcm24", "a.caf", 42, 24},
+    {"sndfile-convert", "-pcm32", "a.caf", 43, 24},
+    {"sndfile-convert", "-float32", "a.caf", 42, 24},
+    {"sndfile-convert", "-endian=little -float64", "a.caf", 42, 24},
+    {"sndfile-convert", "-ulaw", "a.caf", 42, 0},
+    {"sndfile-convert", "-alaw", "a.caf", 42, 0},
+    {"ffmpeg", "-c:a pcm_s24le", "a.caf", 42, 24},
+
+    {"sndfile-convert", "-pcms8", "a.sd2", 369, 8},
+    {"sndfile-convert", "-pcm16", "a.sd2", 369, 16},
+    {"sndfile-convert", "-pcm24", "a.sd2", 369, 24},
+};
+
+TEST_F(PlainWavesPeers, WeReadWhatPeersWrite) {
+    bool any = false;
+    for (const PeerFile& each : kPeerFiles) {
+        const std::string peer = each.peer, name = each.name;
+        if (!haveProgram(peer) || !haveProgram("sox"))
+            continue;
+        any = true;
+        for (unsigned channels = 1; channels <= 2; ++channels) {
+            if (!(each.channels & static_cast<int>(channels)))
+                continue;
+            SCOPED_TRACE(peer + " " + each.arguments + " " + name + " " + std::to_string(channels));
+            const std::uint32_t rate = each.rate ? each.rate : channels == 1 ? 11025 : 44100;
+            const auto signal = testSignal(1240 * channels, each.grid ? each.grid : 16);
+            writeSource(signal, channels, rate);
+            std::filesystem::remove(folder / name);
+            const bool isFloat = std::string(each.arguments).find("float") != std::string::npos;
+            std::string command = "sox -D " + file("in.wav") + " " + each.arguments + " " + file(name);
+            if (peer == "ffmpeg")
+                command = "ffmpeg -v error -y -i " + file("in.wav") + " " + each.arguments + " " + file(name);
+            else if (peer == "sndfile-convert")
+                command = "sndfile-convert " + std::string(each.arguments) + " " +
+                          file(isFloat ? "in.au" : "in.wav") + " " + file(name);
+            ASSERT_TRUE(run(command)) << command;
+            const auto ours = openSamples(name, each.row);
+            ASSERT_FALSE(ours.empty()) << LastErrorText;
+            EXPECT_EQ(ours, each.grid ? signal : decodedBy(peer, name, isFloat));
+            EXPECT_EQ(collection.all<Waveform>().front()->channels, channels);
+            EXPECT_EQ(collection.all<Waveform>().front()->sampleRate, rate);
+            EXPECT_TRUE(ui.warnings.empty()) << ui.warnings.front();
+            // The probe agrees with the reader.
+            if (usesGenericProbe(each.row))
+                continue;
+            const auto bytes = readFile(folder / name);
+            EXPECT_GE(formatRow(each.row)->probe(bytes, formatRow(each.row)->variant, bytes.size()), 4);
+        }
+    }
+    if (!any)
+        GTEST_SKIP() << "no peer program is installed";
+}
+
+struct OurFile {
+    int row;
+    const char* name;
+    const char* peer;
+    std::initializer_list<SampleEncoding> encodings;
+};
+using enum SampleEncoding;
+const OurFile kOurFiles[] = {
+    {32, "a.au", "sox", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {32, "a.au", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {32, "a.au", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {378, "a.sf", "sndfile-convert", {Pcm16, Pcm32, Float32, MuLaw, ALaw}},
+    {378, "a.sf", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {459, "a.voc", "sox", {Pcm8, Pcm16, MuLaw, ALaw}},
+    {459, "a.voc", "ffmpeg", {Pcm8, Pcm16, MuLaw, ALaw}},
+    {460, "a.voc", "sox", {Pcm8}},
+    {460, "a.voc", "ffmpeg", {Pcm8}},
+    {175, "a.8svx", "sox", {Pcm8}},
+    {175, "a.8svx", "ffmpeg", {Pcm8}},
+    {296, "a.paf", "sndfile-convert", {Pcm8, Pcm16, Pcm24}},
+    {42, "a.caf", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {42, "a.caf", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
+    {369, "a.sd2", "sndfile-convert", {Pcm8, Pcm16, Pcm24}},
+};
+
+// Rows that only write have the reader of an earlier row with their extension.
+int readerOf(int row) {
+    while (!readerBuilt(row))
+        --row;
+    return row;
+}
+
+int gridOf(SampleEncoding encoding) {
+    return std::min(encodingBits(encoding), 24);
+}
+
+TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
+    bool any = false;
+    for (const OurFile& each : kOurFiles) {
+        if (!haveProgram(each.peer))
+            continue;
+        any = true;
+        for (const SampleEncoding encoding : each.encodings) {
+            for (int channels = 1; channels <= 2; ++channels) {
+                const std::uint32_t flags = rowFlags(each.row).flags;
+                if (!(flags & encodingBit(encoding)) || outputChannels(flags, channels) != channels)
+                    continue;
+                SCOPED_TRACE(std::string(each.peer) + " " + each.name + " " +
+                             std::string(encodingName(encoding)) + " " + std::to_string(channels));
+                collection.clear();
+                const bool isLaw = encoding == MuLaw || encoding == ALaw;
+                const auto signal =
+                    testSignal(1110 * static_cast<std::size_t>(channels), isLaw ? 16 : gridOf(encoding));
+                Waveform* waveform = addWaveform(collection, "n", signal, channels, 22050);
+                waveform->text(WaveText::Comment) = "spoken words";
+                ASSERT_TRUE(save(*waveform, each.row, each.name, encoding)) << LastErrorText;
+                const auto theirs =
+                    decodedBy(each.peer, each.name, encoding == Float32 || encoding == Float64);
+                const auto ours = openSamples(each.name, readerOf(each.row));
+                ASSERT_EQ(ours.size(), signal.size()) << LastErrorText;
+                EXPECT_EQ(theirs, ours);
+                if (!isLaw) {
+                    EXPECT_EQ(ours, signal);
+                }
+                EXPECT_EQ(collection.all<Waveform>().front()->sampleRate, 22050u);
+            }
+        }
+    }
+    if (!any)
+        GTEST_SKIP() << "no peer program is installed";
+}
+
+}  // namespace
+}  // namespace velor

@@ -1,0 +1,94 @@
+// What the tests of the plain waveform formats share: opening and saving by row, and asking peer programs.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <bit>
+
+#include "base/error.h"
+#include "formats/core/chunk_builder.h"
+#include "formats/framework/format_table.h"
+#include "test_tools.h"
+
+namespace velor::test {
+
+struct WaveFixture : testing::Test {
+    WaveFixture() { services.ui = &ui; }
+
+    std::string file(const std::string& name) { return quoted(folder / name); }
+
+    // The first waveform of a file, nullptr when it cannot be read.
+    Waveform* open(const std::string& name, int row) {
+        LastErrorText.clear();
+        ui.warnings.clear();
+        if (!openFileAs(collection, folder / name, row, services))
+            return nullptr;
+        return collection.all<Waveform>().front();
+    }
+    Waveform* open(const Bytes& bytes, int row, const std::string& name = "take.bin") {
+        rewriteFile(folder / name, bytes);
+        return open(name, row);
+    }
+    static std::vector<float> samplesOf(Waveform* waveform) {
+        if (!waveform || !waveform->loadSamples())
+            return {};
+        return {waveform->samples().begin(), waveform->samples().end()};
+    }
+    std::vector<float> openSamples(const std::string& name, int row) { return samplesOf(open(name, row)); }
+
+    bool save(Item& item, int row, const std::string& name, SampleEncoding encoding = SampleEncoding::None) {
+        SaveOptions options;
+        options.encoding = encoding;
+        return saveItem(&item, row, folder / name, services, options);
+    }
+
+    // Raw 32-bit little-endian integers, and the same as 32-bit WAVE and float .au files for peers.
+    void writeSource(const std::vector<float>& samples, unsigned channels, std::uint32_t rate) {
+        Bytes raw;
+        Bytes floats =
+            Bytes().text(".snd").be32(24).be32(samples.size() * 4).be32(6).be32(rate).be32(channels);
+        for (const float sample : samples) {
+            raw.u32(static_cast<std::uint32_t>(
+                static_cast<std::int32_t>(std::min(sample * 2147483648.0, 2147483647.0))));
+            floats.be32(std::bit_cast<std::uint32_t>(sample));
+        }
+        writeFile(folder / "in.raw", raw.data);
+        writeFile(folder / "in.au", floats.data);
+        writeFile(folder / "in.wav", riff({fmt(1, channels, rate, 32), chunk("data", raw)}).data);
+    }
+
+    // What a peer decodes a file to; empty when it refuses. Between integers and floats libsndfile rescales,
+    // so it is asked for floats where the file holds such.
+    std::vector<float> decodedBy(const std::string& peer, const std::string& name, bool isFloat = false) {
+        std::vector<float> samples;
+        std::filesystem::remove(folder / "peer.raw");
+        std::filesystem::remove(folder / "peer.au");
+        if (peer == "sndfile-convert") {
+            run("sndfile-convert " + std::string(isFloat ? "-float32 " : "-pcm32 ") + file(name) + " " +
+                file("peer.au"));
+            const auto bytes = readFile(folder / "peer.au");
+            if (bytes.size() < 24)
+                return samples;
+            for (std::size_t i = loadBe<std::uint32_t>(bytes.data() + 4); i + 4 <= bytes.size(); i += 4)
+                samples.push_back(
+                    isFloat ? loadBe<float>(bytes.data() + i)
+                            : static_cast<float>(loadBe<std::int32_t>(bytes.data() + i) / 2147483648.0));
+            return samples;
+        }
+        if (peer == "sox")
+            run("sox -D " + file(name) + " -t raw -e signed -b 32 -L " + file("peer.raw"));
+        else
+            run("ffmpeg -v error -y -i " + file(name) + " -f s32le " + file("peer.raw"));
+        const auto bytes = readFile(folder / "peer.raw");
+        for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4)
+            samples.push_back(static_cast<float>(loadLe<std::int32_t>(bytes.data() + i) / 2147483648.0));
+        return samples;
+    }
+
+    TemporaryFolder folder;
+    RecordingInterface ui;
+    PipelineServices services;
+    Collection collection;
+};
+
+}  // namespace velor::test
