@@ -136,7 +136,7 @@ TEST_F(RawSpeech, OtherRatesAreRefusedAndStereoIsMixed) {
         EXPECT_FALSE(saveItem(source(1, 44100), row, folder / "x.gsm", services));
         EXPECT_EQ(
             LastErrorText,
-            "The format needs a sample rate of 8000 Hz, the waveform has 44100 Hz, and resampling is not "
+            "This file type holds 8000 Hz only, but the waveform has 44100 Hz, and resampling is not "
             "supported in this build");
         EXPECT_FALSE(std::filesystem::exists(folder / "x.gsm"));
     }
