@@ -205,10 +205,11 @@ bool ShortenStream::decodeBlock(std::uint32_t command, Channel& channel, std::ve
     decoded.erase(decoded.begin(), decoded.begin() + static_cast<std::ptrdiff_t>(past));
     addMean(channel, decoded);
     const std::int64_t zero = header_.isUnsigned ? std::int64_t{1} << (header_.bits - 1) : 0;
+    const std::int64_t limit = std::int64_t{1} << (header_.bits - 1);
     values.resize(decoded.size());
     for (std::size_t i = 0; i < decoded.size(); ++i)
         values[i] = static_cast<std::int32_t>(
-            std::clamp<std::int64_t>(decoded[i] * (std::int64_t{1} << shift_) - zero, INT32_MIN, INT32_MAX));
+            std::clamp<std::int64_t>(decoded[i] * (std::int64_t{1} << shift_) - zero, -limit, limit - 1));
     return true;
 }
 

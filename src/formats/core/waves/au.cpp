@@ -39,7 +39,8 @@ constexpr Coding kCodings[] = {
 };
 constexpr std::uint32_t kWritable = encodingMask(
     {SampleEncoding::MuLaw, SampleEncoding::ALaw, SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-     SampleEncoding::Pcm24, SampleEncoding::Pcm32, SampleEncoding::Float32, SampleEncoding::Float64});
+     SampleEncoding::Pcm24, SampleEncoding::Pcm32, SampleEncoding::Float32, SampleEncoding::Float64,
+     SampleEncoding::Adpcm3, SampleEncoding::Adpcm4, SampleEncoding::Adpcm5});
 
 // The number ".snd" in the byte order of the machine, the last byte zero on DEC machines.
 bool byteOrderOf(ByteReader reader, ByteOrder& order) {
