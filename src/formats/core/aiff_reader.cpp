@@ -1,6 +1,7 @@
 #include "formats/core/aiff_reader.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <vector>
@@ -9,8 +10,10 @@
 #include "base/error.h"
 #include "base/ieee_extended.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codecs/dwvw.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/codecs/ima_adpcm.h"
+#include "formats/core/codecs/mace.h"
 #include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
@@ -73,6 +76,32 @@ constexpr Compression kCompressions[] = {
     {fourCc("G726"), Coding::Codec, 0, "G.726 ADPCM"},
     {fourCc("GSM "), Coding::Codec, 2, "GSM 6.10"},
     {fourCc("DWVW"), Coding::Codec, 0, "DWVW"},
+};
+
+// One bit stream through all the data; two channels take turns in it.
+class DwvwSamples final : public SampleDecoder {
+  public:
+    explicit DwvwSamples(int bits) : bits_(bits) {}
+
+    std::size_t decode(std::span<const Byte> from, std::span<float> to) override {
+        constexpr float kScale = 1.0f / 2147483648.0f;
+        DwvwDecoder decoder(from, bits_);
+        std::array<std::int32_t, 4096> piece;
+        std::size_t written = 0;
+        while (written < to.size()) {
+            const std::size_t count =
+                decoder.decode(std::span(piece).first(std::min(piece.size(), to.size() - written)));
+            if (count == 0)
+                break;
+            for (std::size_t i = 0; i < count; ++i)
+                to[written + i] = static_cast<float>(piece[i]) * kScale;
+            written += count;
+        }
+        return written;
+    }
+
+  private:
+    int bits_;
 };
 
 class IffWalker {
@@ -353,6 +382,14 @@ class IffWalker {
         return true;
     }
 
+    void setMace(CodecData& data, MaceRatio ratio) const {
+        constexpr std::uint32_t kPackets = 256;  // decoded at a time
+        const int channels = waveform_.channels;
+        data.unit = {kPackets * static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
+                     kPackets * static_cast<std::uint32_t>(MaceDecoder::kPacketFrames)};
+        data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
+    }
+
     // Bits of a code. Writers may give the width of decoded samples instead; then the data size tells.
     int codeWidth() const {
         const std::uint64_t samples = std::uint64_t{waveform_.frames} * waveform_.channels;
@@ -370,8 +407,8 @@ class IffWalker {
             counted > held && counted / unit.frames > held - unit.frames && counted / unit.frames <= held;
         if (framesCounted)
             waveform_.frames /= unit.frames;
-        else if (waveform_.channels == 2 && counted * 2 == held)
-            waveform_.frames *= 2;
+        else if (waveform_.channels == 2 && counted / unit.frames == held / unit.frames / 2)
+            waveform_.frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(held, UINT32_MAX));
     }
 
     void attachCodec() {
@@ -387,6 +424,19 @@ class IffWalker {
             case fourCc("GSM "):
                 data.unit = {gsm610::kFrameBytes, gsm610::kFrameSamples};
                 data.makeDecoder = decoder16<gsm610::FramesDecoder>();
+                break;
+            case fourCc("MAC3"):
+                setMace(data, MaceRatio::ThreeToOne);
+                break;
+            case fourCc("MAC6"):
+                setMace(data, MaceRatio::SixToOne);
+                break;
+            case fourCc("DWVW"):
+                if (DwvwDecoder::supportsWidth(waveform_.bits)) {
+                    data.makeDecoder = [bits = int{waveform_.bits}] {
+                        return std::make_unique<DwvwSamples>(bits);
+                    };
+                }
                 break;
             case fourCc("G722"):
                 setG722(data, 8, CodePacking::HighBitsFirst, channels);

@@ -9,26 +9,6 @@ namespace {
 // Units are decoded many at a time; this many bytes make reading worth while.
 constexpr std::uint32_t kUnits = 512;
 
-// `Core` made to stop where the data end. `perCode` samples come of one code.
-template <typename Core, std::size_t perCode>
-class CodeStream {
-  public:
-    template <typename... Arguments>
-    explicit CodeStream(int width, Arguments... arguments) : width_(width), core_(width, arguments...) {}
-
-    std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to) {
-        const std::size_t codes =
-            std::min(from.size() * 8 / static_cast<unsigned>(width_), to.size() / perCode);
-        const auto bytes = static_cast<std::size_t>(packedSize(codes, width_));
-        core_.decode(from.first(bytes), to.first(codes * perCode));
-        return codes * perCode;
-    }
-
-  private:
-    int width_;
-    Core core_;
-};
-
 class G722Stereo {
   public:
     std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to) {
@@ -57,16 +37,14 @@ class G722Stereo {
 void setG72x(CodecData& data, int width, CodePacking packing, int channels) {
     const auto count = static_cast<std::uint32_t>(channels);
     data.unit = {kUnits * static_cast<std::uint32_t>(width) * count, kUnits * kCodesPerUnit};
-    data.makeDecoder = decoder16<CodeStream<G72xDecoder, 1>>(width, packing, channels);
+    data.makeDecoder = decoder16<G72xDecoder>(width, packing, channels);
 }
 
 void setG722(CodecData& data, int width, CodePacking packing, int channels) {
     const auto count = static_cast<std::uint32_t>(channels);
     data.unit = {kUnits * static_cast<std::uint32_t>(width) * count,
                  kUnits * kCodesPerUnit * kG722SamplesPerCode};
-    data.makeDecoder = channels == 2
-                           ? decoder16<G722Stereo>()
-                           : decoder16<CodeStream<G722Decoder, kG722SamplesPerCode>>(width, packing);
+    data.makeDecoder = channels == 2 ? decoder16<G722Stereo>() : decoder16<G722Decoder>(width, packing);
 }
 
 }  // namespace velor

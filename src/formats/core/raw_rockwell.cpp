@@ -4,8 +4,8 @@
 #include "formats/core/codecs/rockwell.h"
 #include "formats/core/raw_speech.h"
 #include "formats/framework/file_image.h"
-#include "formats/framework/format_table.h"
 #include "formats/framework/frame_reader.h"
+#include "formats/framework/pipeline.h"
 
 namespace velor {
 
@@ -35,10 +35,7 @@ int askedWidth(UserInterface& ui) {
 }
 
 int chosenWidth(const Waveform& waveform, const SaveOptions& save) {
-    SampleEncoding encoding = save.encoding;
-    if (encoding == SampleEncoding::None)
-        encoding =
-            chooseEncoding(save.flags & format_flags::kEncodings, waveform.sourceEncoding(), waveform.bits);
+    const SampleEncoding encoding = encodingFor(save, waveform);
     return encoding == SampleEncoding::Adpcm2 ? 2 : encoding == SampleEncoding::Adpcm3 ? 3 : 4;
 }
 

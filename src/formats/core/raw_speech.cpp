@@ -3,11 +3,12 @@
 #include <algorithm>
 
 #include "base/error.h"
+#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
 bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t frames, CodecData data,
-                       SampleEncoding encoding, int bits) {
+                       SampleEncoding encoding, int bits, std::uint32_t rate) {
     if (frames == 0)
         return fail("Zero length");
     if (frames > UINT32_MAX)
@@ -16,7 +17,7 @@ bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t fra
     if (!waveform)
         return fail(kOutOfMemory);
     waveform->channels = 1;
-    waveform->sampleRate = kTelephoneRate;
+    waveform->sampleRate = rate;
     waveform->frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, UINT32_MAX));
     waveform->bits = static_cast<std::uint8_t>(bits);
     waveform->format = sampleFormatOf(encoding);
@@ -26,19 +27,13 @@ bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t fra
     return true;
 }
 
-Waveform* speechWaveform(Item& item) {
+Waveform* speechWaveform(Item& item, std::uint32_t rate) {
     if (item.kind() != ItemKind::Waveform) {
         fail(kCannotSaveItem);
         return nullptr;
     }
     auto& waveform = static_cast<Waveform&>(item);
-    if (waveform.sampleRate == kTelephoneRate)
-        return &waveform;
-    fail(
-        formatText("The format needs a sample rate of %u Hz, the waveform has %u Hz, and resampling is not "
-                   "supported in this build",
-                   kTelephoneRate, waveform.sampleRate));
-    return nullptr;
+    return requireRate(waveform, rate) ? &waveform : nullptr;
 }
 
 }  // namespace velor

@@ -9,13 +9,13 @@ namespace velor {
 
 inline constexpr std::uint32_t kTelephoneRate = 8000;  // Hz
 
-// Adds a mono waveform of 8000 Hz, named after the file, with the `frames` frames that `data` hold. False
-// with "Zero length" when there are none, or "Out of memory".
+// Adds a mono waveform, named after the file, with the `frames` frames that `data` hold. False with "Zero
+// length" when there are none, or "Out of memory".
 bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t frames, CodecData data,
-                       SampleEncoding encoding, int bits);
+                       SampleEncoding encoding, int bits, std::uint32_t rate = kTelephoneRate);
 
-// The item as a waveform that a format of 8000 Hz can store. nullptr with LastErrorText when it is something
-// else or has another rate.
-Waveform* speechWaveform(Item& item);
+// The item as a waveform that a format of this rate can store. nullptr with LastErrorText when it is
+// something else or has another rate.
+Waveform* speechWaveform(Item& item, std::uint32_t rate = kTelephoneRate);
 
 }  // namespace velor

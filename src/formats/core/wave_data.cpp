@@ -8,6 +8,7 @@
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/codecs/ms_adpcm.h"
 #include "formats/core/codecs/oki_adpcm.h"
+#include "formats/core/codecs/rockwell.h"
 #include "formats/core/codecs/yamaha_adpcm.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
@@ -19,6 +20,8 @@ namespace {
 
 // Endless streams of codes are decoded in pieces of this many bytes.
 constexpr std::uint32_t kStreamPiece = 4096;
+// Small units are decoded many at a time.
+constexpr std::uint32_t kUnits = 512;
 
 // The encoding that a waveform shows for codec data.
 SampleEncoding codecEncoding(const WaveFormat& format) {
@@ -118,6 +121,11 @@ CodecData codecData(const WaveFormat& format) {
             break;
         case WaveCodec::Gsm610:
             return gsmPairs(format);
+        case WaveCodec::Rockwell:
+            data.unit = {kUnits * static_cast<std::uint32_t>(RockwellCodec::unitBytes(format.bits)),
+                         kUnits * static_cast<std::uint32_t>(RockwellCodec::unitSamples(format.bits))};
+            data.makeDecoder = decoder16<RockwellDecoder>(int{format.bits});
+            break;
         case WaveCodec::GsmFramed:
             data.makeDecoder = decoder16<gsm610::ModemDecoder>();
             break;
@@ -177,8 +185,8 @@ void attachWaveData(Waveform& waveform, const WaveFormat& format, std::shared_pt
     // A widespread writer of IMA ADPCM divides the "fact" count by the channels; half of a stereo file would
     // be lost.
     if (format.codec == WaveCodec::ImaAdpcm && format.channels == 2 &&
-        std::uint64_t{waveform.frames} * 2 == framesIn(data))
-        waveform.frames *= 2;
+        std::uint64_t{waveform.frames} == framesIn(data) / 2)
+        waveform.frames = static_cast<std::uint32_t>(framesIn(data));
     attachCodecSamples(waveform, std::move(file), std::move(data));
 }
 

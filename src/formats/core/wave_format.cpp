@@ -142,12 +142,9 @@ bool checkCodec(WaveFormat& format) {
             format.sampleFormat = SampleFormat::ALaw;
             return true;
         case WaveCodec::MsAdpcm:
-            // Two channels at most, and blocks that hold more than their headers.
-            return (format.bits == 4 && format.channels <= 2 && format.blockAlign >= 7 * format.channels) ||
-                   fail("Unsupported or invalid MS ADPCM file");
+            return (format.bits == 4 && format.channels <= 2) || fail("Unsupported or invalid MS ADPCM file");
         case WaveCodec::ImaAdpcm:
-            return (bits2to4 && format.blockAlign >= 4 * format.channels) ||
-                   fail("Unsupported or invalid IMA ADPCM file");
+            return bits2to4 || fail("Unsupported or invalid IMA ADPCM file");
         case WaveCodec::OkiAdpcm:
             if (format.channels != 1)
                 return fail("Can only handle mono Dialogic ADPCM format");

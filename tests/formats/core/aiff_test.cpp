@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "base/error.h"
 #include "base/ieee_extended.h"
 #include "formats/core/aiff_reader.h"
@@ -144,27 +146,34 @@ TEST_F(Aiff, EveryCompressionTypeIsReadOrRefusedByName) {
     }
     const struct {
         const char* type;
-        int bits, format;
+        int commonBits, bits, format;
         std::uint32_t frames;  // of 100 in COMM
-        const char* codec;
     } codecs[] = {
-        {"ima4", 4, 7, 6400, "IMA ADPCM"},  {"IMA4", 4, 7, 6400, "IMA ADPCM"},
-        {"MAC3", 3, 7, 600, "MACE 3:1"},    {"MAC6", 1, 7, 600, "MACE 6:1"},
-        {"G721", 4, 7, 100, "G.721 ADPCM"}, {"G722", 4, 7, 100, "G.722"},
-        {"G723", 3, 7, 100, "G.723 ADPCM"}, {"G726", 3, 7, 100, "G.726 ADPCM"},
-        {"GSM ", 2, 7, 160, "GSM 6.10"},    {"DWVW", 3, 1, 100, "DWVW"},
+        {"ima4", 3, 4, 7, 6400}, {"IMA4", 3, 4, 7, 6400},  {"MAC3", 3, 3, 7, 600}, {"MAC6", 3, 1, 7, 600},
+        {"G721", 3, 4, 7, 100},  {"G722", 3, 4, 7, 100},   {"G723", 3, 3, 7, 100}, {"G726", 16, 16, 7, 100},
+        {"GSM ", 3, 2, 7, 160},  {"DWVW", 12, 12, 1, 100},
     };
     for (const auto& each : codecs) {
         SCOPED_TRACE(each.type);
+        Bytes noise;
+        for (unsigned i = 0; i < 50; ++i)
+            noise.u8(i * 167 + 13);
         Waveform* waveform =
-            open(aiff({common(1, 100, 3, each.type, "x"), sound(Bytes().zeros(50))}, "AIFC"));
+            open(aiff({common(1, 100, each.commonBits, each.type, "x"), sound(noise)}, "AIFC"));
         ASSERT_TRUE(waveform) << LastErrorText;
         EXPECT_EQ(waveform->bits, each.bits);
         EXPECT_EQ(static_cast<int>(waveform->format), each.format);
         EXPECT_EQ(waveform->frames, each.frames);
-        EXPECT_FALSE(waveform->loadSamples());
-        EXPECT_EQ(LastErrorText, std::string("Decoding ") + each.codec + " is not supported in this build");
+        ASSERT_TRUE(waveform->loadSamples()) << LastErrorText;
+        EXPECT_EQ(waveform->frames, each.frames);
+        EXPECT_TRUE(std::ranges::any_of(waveform->samples(), [](float sample) { return sample != 0; }));
+        EXPECT_TRUE(
+            std::ranges::all_of(waveform->samples(), [](float sample) { return std::abs(sample) <= 1; }));
     }
+    Waveform* odd = open(aiff({common(1, 100, 3, "DWVW", "x"), sound(Bytes().zeros(50))}, "AIFC"));
+    ASSERT_TRUE(odd) << LastErrorText;
+    EXPECT_FALSE(odd->loadSamples());
+    EXPECT_EQ(LastErrorText, "Decoding DWVW is not supported in this build");
     const Bytes data = sound(Bytes().zeros(8));
     const struct {
         Bytes file;

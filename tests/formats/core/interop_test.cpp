@@ -320,36 +320,5 @@ TEST_F(Interop, MaudFilesOfSox) {
     }
 }
 
-// Codecs that this build does not decode are still described.
-TEST_F(Interop, CodecFilesOfPeersAreDescribed) {
-    if (!haveProgram("sox") || !haveProgram("ffmpeg"))
-        GTEST_SKIP() << "SoX or FFmpeg is not installed";
-    writeRaw("in.raw", testSignal(8000, 16));
-    const std::string source = "-t raw -e signed -b 32 -L -c 1 -r 8000 " + file("in.raw");
-    const std::string ffmpeg = "ffmpeg -v error -y -f s32le -ac 1 -ar 8000 -i " + file("in.raw") + " -c:a ";
-    const struct {
-        std::string command, name;
-        int row;
-        std::uint32_t frames;
-    } cases[] = {
-        {"sox " + source + " -e ms-adpcm " + file("m.wav"), "m.wav", kWaveRow, 8000},
-        {"sox " + source + " -e ima-adpcm " + file("i.wav"), "i.wav", kWaveRow, 8000},
-        {"sox " + source + " -e gsm-full-rate " + file("g.wav"), "g.wav", kWaveRow, 8000},
-        {ffmpeg + "g726 -b:a 32k " + file("t.wav"), "t.wav", kWaveRow, 8000},
-        {ffmpeg + "adpcm_ima_qt -f aiff " + file("q.aifc"), "q.aifc", kAiffRow, 8000},
-    };
-    for (const auto& each : cases) {
-        ASSERT_TRUE(run(each.command)) << each.command;
-        ASSERT_TRUE(openFileAs(collection, folder / each.name, each.row, services)) << LastErrorText;
-        EXPECT_EQ(opened()->sampleRate, 8000u);
-        // The last block may be padded.
-        EXPECT_GE(opened()->frames, each.frames) << each.name;
-        EXPECT_LE(opened()->frames, each.frames + 1024) << each.name;
-        EXPECT_EQ(opened()->format, SampleFormat::Adpcm);
-        EXPECT_FALSE(opened()->loadSamples());
-        EXPECT_TRUE(LastErrorText.ends_with("is not supported in this build")) << LastErrorText;
-    }
-}
-
 }  // namespace
 }  // namespace velor

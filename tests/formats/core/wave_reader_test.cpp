@@ -66,7 +66,6 @@ TEST_F(WaveReader, EveryFormatTagIsReadOrRefusedByName) {
         std::uint32_t frames;  // of 1000 data bytes
         const char* decoding;  // what decoding says; nullptr: it works
     };
-    const char* const g72x = "Decoding G.721/G.723/G.726 ADPCM is not supported in this build";
     const char* const stream = "Decoding compressed streams is not supported in this build";
     const Case cases[] = {
         {codec(0x0001, 1, 8), 8, 0, 1000, nullptr},
@@ -78,17 +77,17 @@ TEST_F(WaveReader, EveryFormatTagIsReadOrRefusedByName) {
         {codec(0x0007, 1, 8), 8, 5, 1000, nullptr},
         {codec(0x0171, 2, 16), 8, 5, 500, nullptr},
         {codec(0x0172, 1, 8), 8, 6, 1000, nullptr},
-        {codec(0x0002, 2, 4), 4, 7, 1000, "Decoding MS ADPCM is not supported in this build"},
-        {codec(0x0011, 1, 3), 3, 7, 2667, "Decoding IMA ADPCM is not supported in this build"},
-        {codec(0x0017, 1, 4), 4, 7, 2000, "Decoding OKI ADPCM is not supported in this build"},
-        {codec(0x0020, 2, 4), 4, 7, 1000, "Decoding Yamaha ADPCM is not supported in this build"},
-        {codec(0x0014, 1, 3), 3, 7, 2667, g72x},
-        {codec(0x0040, 1, 4), 4, 7, 2000, g72x},
-        {codec(0xA107, 1, 5), 5, 7, 1600, g72x},
-        {codec(0x0065, 1, 8), 4, 7, 2000, "Decoding G.722 is not supported in this build"},
-        {codec(0x0031, 1, 0, 65), 2, 7, 4923, "Decoding GSM 6.10 is not supported in this build"},
-        {codec(0x0303, 1, 0), 2, 7, 26 * 160, "Decoding GSM 6.10 is not supported in this build"},
-        {codec(0x0300, 1, 2), 2, 7, 4000, "Decoding Rockwell ADPCM is not supported in this build"},
+        {codec(0x0002, 2, 4), 4, 7, 1000, nullptr},
+        {codec(0x0011, 1, 3), 3, 7, 2667, nullptr},
+        {codec(0x0017, 1, 4), 4, 7, 2000, nullptr},
+        {codec(0x0020, 2, 4), 4, 7, 1000, nullptr},
+        {codec(0x0014, 1, 3), 3, 7, 2667, nullptr},
+        {codec(0x0040, 1, 4), 4, 7, 2000, nullptr},
+        {codec(0xA107, 1, 5), 5, 7, 1600, nullptr},
+        {codec(0x0065, 1, 8), 4, 7, 2000, nullptr},
+        {codec(0x0031, 1, 0, 65), 2, 7, 4923, nullptr},
+        {codec(0x0303, 1, 0), 2, 7, 26 * 160, nullptr},
+        {codec(0x0300, 1, 2), 2, 7, 4000, nullptr},
         // 1000 bytes at 8000 Hz are 64,000,000 / rate frames.
         {codec(0x0050, 2, 0, 1, 0, mpeg(192000, 1)), 1, 17, 333,
          "Decoding MPEG audio is not supported in this build"},
@@ -470,7 +469,8 @@ struct HostileWave : WaveReader {
             EXPECT_FALSE(LastErrorText.empty());
             EXPECT_TRUE(collection.empty());
         } else if (waveform->loadSamples()) {
-            EXPECT_LE(waveform->samples().size(), file.size());
+            // No codec packs more than eight samples into a byte.
+            EXPECT_LE(waveform->samples().size(), file.size() * 8);
         } else {
             EXPECT_FALSE(LastErrorText.empty());
         }

@@ -24,8 +24,7 @@ void unpackUnit(const Byte* from, std::uint8_t* codes) {
     for (int i = 0; i < kWidth; ++i)
         bits |= std::uint64_t{from[i]} << byteShiftOf<kWidth, kPacking>(i);
     for (int i = 0; i < 8; ++i)
-        codes[i] =
-            static_cast<std::uint8_t>(bits >> shiftOf<kWidth, kPacking>(i) & ((1u << kWidth) - 1));
+        codes[i] = static_cast<std::uint8_t>(bits >> shiftOf<kWidth, kPacking>(i) & ((1u << kWidth) - 1));
 }
 
 template <int kWidth, CodePacking kPacking>
@@ -97,9 +96,8 @@ void withLayout(int width, CodePacking packing, Function&& function) {
 }  // namespace
 
 void unpackCodes(int width, CodePacking packing, std::span<const Byte> from, std::span<std::uint8_t> codes) {
-    withLayout(width, packing, [&]<int kWidth, CodePacking kPacking>() {
-        unpackAll<kWidth, kPacking>(from, codes);
-    });
+    withLayout(width, packing,
+               [&]<int kWidth, CodePacking kPacking>() { unpackAll<kWidth, kPacking>(from, codes); });
 }
 
 void packCodes(int width, CodePacking packing, std::span<const std::uint8_t> codes, std::span<Byte> to) {

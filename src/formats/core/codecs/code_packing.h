@@ -21,6 +21,12 @@ constexpr std::uint64_t packedSize(std::uint64_t codes, int width) {
            (codes % 8 * static_cast<std::uint64_t>(width) + 7) / 8;
 }
 
+// Whole code words in so many bytes.
+constexpr std::size_t codesIn(std::size_t bytes, int width) {
+    return bytes / static_cast<std::size_t>(width) * 8 +
+           bytes % static_cast<std::size_t>(width) * 8 / static_cast<std::size_t>(width);
+}
+
 // Fills `codes` from `from`, which holds packedSize() bytes. width: 2 to 8.
 void unpackCodes(int width, CodePacking packing, std::span<const Byte> from, std::span<std::uint8_t> codes);
 

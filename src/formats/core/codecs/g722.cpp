@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace velor {
 
 namespace {
@@ -30,13 +34,13 @@ constexpr std::int16_t kAntilog[] = {2048, 2093, 2139, 2186, 2233, 2282, 2332, 2
                                      2599, 2656, 2714, 2774, 2834, 2896, 2960, 3025, 3091, 3158, 3228,
                                      3298, 3371, 3444, 3520, 3597, 3676, 3756, 3838, 3922, 4008};
 
-// Decision levels of the lower band's quantiser, padded to 31 for the search by halves.
-constexpr std::int16_t kDecisions[] = {35,   72,   110,  150,  190,   233,  276,  323,  370,  422, 473,
-                                       530,  587,  650,  714,  786,   858,  940,  1023, 1121, 1219, 1339,
-                                       1458, 1612, 1765, 1980, 2195,  2557, 2919, 32767, 32767};
+// Decision levels of the lower band's quantiser.
+constexpr std::int16_t kDecisions[] = {35,   72,   110,  150,  190,  233,  276,  323,  370,  422,
+                                       473,  530,  587,  650,  714,  786,  858,  940,  1023, 1121,
+                                       1219, 1339, 1458, 1612, 1765, 1980, 2195, 2557, 2919};
 
 // Every second coefficient of the quadrature mirror filter; the others are these in reverse.
-// Both are padded: sixteen products are as quick as twelve, being two vectors of eight.
+// Both are padded for vectors of eight.
 constexpr std::size_t kTaps = 12;
 constexpr std::int16_t kForward[16] = {3, -11, 12, 32, -210, 951, 3876, -805, 362, -156, 53, -11};
 constexpr std::int16_t kReverse[16] = {-11, 53, -156, 362, -805, 3876, 951, -210, 32, 12, -11, 3};
@@ -55,17 +59,126 @@ constexpr int antilog(int logStep, int shift) {
     return kAntilog[logStep >> 6 & 31] * 2 >> (shift + 1 - (logStep >> 11));
 }
 
+// ---- The part of the predictor that is the same with and without vector instructions but for its speed ----
+
+constexpr std::size_t kZeros = 6;
+constexpr std::size_t kDecisionCount = 29;
+
+#if defined(__SSE2__)
+
+__m128i load8(const void* from) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+// The sum of four lanes.
+int sumOf(__m128i lanes) {
+    lanes = _mm_add_epi32(lanes, _mm_shuffle_epi32(lanes, _MM_SHUFFLE(1, 0, 3, 2)));
+    return _mm_cvtsi128_si32(_mm_add_epi32(lanes, _mm_shuffle_epi32(lanes, _MM_SHUFFLE(2, 3, 0, 1))));
+}
+
+// The zeros of the predictor: UPZERO, FILTEZ.
+class Zeros {
+  public:
+    explicit Zeros(const G722Band& band) : b_(load8(band.b.data())), past_(load8(band.doubled.data())) {}
+    void store(G722Band& band) const {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(band.b.data()), b_);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(band.doubled.data()), past_);
+    }
+
+    // Adapts to a difference and returns the estimate for the next one.
+    int next(int difference) {
+        const __m128i same = _mm_set1_epi16(static_cast<std::int16_t>(difference));
+        const __m128i differs = _mm_srai_epi16(_mm_xor_si128(past_, same), 15);
+        const __m128i move = _mm_andnot_si128(_mm_cmpeq_epi16(same, _mm_setzero_si128()),
+                                              _mm_setr_epi16(128, 128, 128, 128, 128, 128, 0, 0));
+        // The upper half of b × -256 is -b >> 8, without the overflow of -b.
+        b_ = _mm_add_epi16(_mm_add_epi16(b_, _mm_mulhi_epi16(b_, _mm_set1_epi16(-256))),
+                           _mm_sub_epi16(_mm_xor_si128(move, differs), differs));
+        past_ = _mm_insert_epi16(_mm_slli_si128(past_, 2), difference * 2, 0);
+        const __m128i products = _mm_or_si128(_mm_slli_epi16(_mm_mulhi_epi16(b_, past_), 1),
+                                              _mm_srli_epi16(_mm_mullo_epi16(b_, past_), 15));
+        return saturate(sumOf(_mm_madd_epi16(products, _mm_set1_epi16(1))));
+    }
+
+  private:
+    __m128i b_, past_;
+};
+
+// The number of decision levels whose scaled value is not above the magnitude (15 bits).
+unsigned intervalOf(int magnitude, int step) {
+    // Four bits up, so that the upper half of the product with step × 4 is the one that is wanted.
+    static constexpr auto kShifted = [] {
+        std::array<std::uint16_t, 32> shifted{};
+        for (std::size_t i = 0; i < kDecisionCount; ++i)
+            shifted[i] = static_cast<std::uint16_t>(kDecisions[i] * 16);
+        return shifted;
+    }();
+    const __m128i size = _mm_set1_epi16(static_cast<std::int16_t>(magnitude));
+    const __m128i scale = _mm_set1_epi16(static_cast<std::int16_t>(step * 4));
+    __m128i above = _mm_setzero_si128();
+    for (std::size_t i = 0; i < kShifted.size(); i += 8) {
+        const __m128i levels = _mm_mulhi_epu16(load8(&kShifted[i]), scale);
+        above = _mm_sub_epi16(above, _mm_cmpgt_epi16(levels, size));
+    }
+    // The three places after the last level are 0, which nothing is below.
+    return kDecisionCount - static_cast<unsigned>(sumOf(_mm_madd_epi16(above, _mm_set1_epi16(1))));
+}
+
+int filterSum(const std::int16_t* from, const std::int16_t (&taps)[16]) {
+    return sumOf(_mm_add_epi32(_mm_madd_epi16(load8(from), load8(taps)),
+                               _mm_madd_epi16(load8(from + 8), load8(taps + 8))));
+}
+
+#else
+
+class Zeros {
+  public:
+    explicit Zeros(const G722Band& band) : b_(band.b), past_(band.doubled) {}
+    void store(G722Band& band) const {
+        band.b = b_;
+        band.doubled = past_;
+    }
+
+    int next(int difference) {
+        const int move = difference != 0 ? 128 : 0;
+        for (std::size_t i = 0; i < kZeros; ++i)
+            b_[i] = static_cast<std::int16_t>(b_[i] + (-b_[i] >> 8) +
+                                              negateIf((difference ^ past_[i]) >> 31, move));
+        std::copy_backward(past_.begin(), past_.begin() + kZeros - 1, past_.begin() + kZeros);
+        past_[0] = static_cast<std::int16_t>(difference * 2);
+        int sum = 0;
+        for (std::size_t i = 0; i < kZeros; ++i)
+            sum += past_[i] * b_[i] >> 15;
+        return saturate(sum);
+    }
+
+  private:
+    std::array<std::int16_t, 8> b_, past_;
+};
+
+unsigned intervalOf(int magnitude, int step) {
+    return static_cast<unsigned>(
+        std::ranges::count_if(kDecisions, [=](int level) { return step * level >> 10 <= magnitude; }));
+}
+
+int filterSum(const std::int16_t* from, const std::int16_t (&taps)[16]) {
+    int sum = 0;
+    for (std::size_t j = 0; j < kTaps; ++j)
+        sum += from[j] * taps[j];
+    return sum;
+}
+
+#endif
+
 // ---- One band ----
 
 constexpr std::size_t kRun = 256;  // code words worked on at a time
 
-// A run of one band. The state is copied in and out, so that nothing overlaps it; the differences lie in one long
-// row, so that none has to move.
+// A run of one band. The state is copied in and out, so that nothing overlaps it.
 class BandRun {
   public:
-    explicit BandRun(G722Band& band) : home_(band), s_(band) { std::ranges::copy(band.doubled, row_.begin()); }
+    explicit BandRun(G722Band& band) : home_(band), s_(band), zeros_(band) {}
     ~BandRun() {
-        std::copy_n(past_, 6, s_.doubled.begin());
+        zeros_.store(s_);
         home_ = s_;
     }
     BandRun(const BandRun&) = delete;
@@ -82,7 +195,8 @@ class BandRun {
         s_.step = antilog(s_.logStep, shift);
     }
 
-    // The predictor for the next sample: PARREC, RECONS, UPPOL1, UPPOL2, UPZERO, FILTEP, FILTEZ, PREDIC.
+    // The predictor for the next sample: PARREC, RECONS, UPPOL1, UPPOL2, FILTEP, PREDIC. Steps end at 4096,
+    // so differences stay within 14 bits and their doubles need no limit.
     void adaptPredictor(int difference) {
         const int r0 = saturate(s_.prediction + difference);
         const int p0 = saturate(s_.fromZeros + difference) >> 31;
@@ -96,15 +210,7 @@ class BandRun {
         s_.p2 = s_.p1;
         s_.p1 = p0;
 
-        const int move = difference != 0 ? 128 : 0;
-        past_[6] = static_cast<std::int16_t>(saturate(difference * 2));
-        int zeros = 0;
-        for (std::size_t i = 0; i < 6; ++i) {
-            s_.b[i] += (-s_.b[i] >> 8) + negateIf((difference ^ past_[5 - i]) >> 31, move);
-            zeros += past_[6 - i] * s_.b[i] >> 15;
-        }
-        ++past_;
-        s_.fromZeros = saturate(zeros);
+        s_.fromZeros = zeros_.next(difference);
         const int poles = (saturate(r0 * 2) * s_.a1 >> 15) + (saturate(s_.r1 * 2) * s_.a2 >> 15);
         s_.r1 = r0;
         s_.prediction = saturate(saturate(poles) + s_.fromZeros);
@@ -128,8 +234,7 @@ class BandRun {
   private:
     G722Band& home_;
     G722Band s_;
-    std::array<std::int16_t, kRun + 6> row_;
-    std::int16_t* past_ = row_.data();  // the last six, the oldest first
+    Zeros zeros_;
 };
 
 // LIMIT: 15 bits
@@ -151,11 +256,7 @@ int lowLevel(unsigned code) {
 unsigned quantiseLow(int difference, int step) {
     const int sign = difference >> 31;
     const int magnitude = difference ^ sign;
-    // The number of decision levels whose scaled value is not above the magnitude.
-    unsigned interval = 0;
-    for (unsigned half = 16; half > 0; half /= 2)
-        interval += step * kDecisions[interval + half - 1] >> 10 <= magnitude ? half : 0;
-    interval = std::min(interval, 29u);
+    const unsigned interval = intervalOf(magnitude, step);
     // Negative codes are 63, 62, 31, 30 … 4 from the smallest on, positive ones 61, 60, 59 … 32.
     if (sign == 0)
         return 61 - interval;
@@ -169,15 +270,6 @@ unsigned quantiseHigh(int difference, int step) {
     return (sign ? 1u : 3u) - large;
 }
 
-// One phase of the mirror filter for the run of n inputs after the first eleven: to[i] = sum of taps[j] × from[i + j].
-void filter(const std::int16_t* from, const std::int16_t (&taps)[16], std::int32_t* to, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) {
-        std::int32_t sum = 0;
-        for (std::size_t j = 0; j < 16; ++j)
-            sum += from[i + j] * taps[j];
-        to[i] = sum;
-    }
-}
 using Row = std::array<std::int16_t, kRun + kTaps - 1 + 4>;
 
 constexpr G722Band kLowAtReset{.step = 8}, kHighAtReset{.step = 2};
@@ -200,7 +292,8 @@ void decodeBands(std::span<const std::uint8_t> codes, G722Band& lowBand, G722Ban
 
 }  // namespace
 
-G722Decoder::G722Decoder(int width, CodePacking packing) : width_(std::clamp(width, 6, 8)), packing_(packing) {
+G722Decoder::G722Decoder(int width, CodePacking packing)
+    : width_(std::clamp(width, 6, 8)), packing_(packing) {
     reset();
 }
 
@@ -210,12 +303,12 @@ void G722Decoder::reset() {
     sums_ = differences_ = {};
 }
 
-void G722Decoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+std::size_t G722Decoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+    const std::size_t total = std::min(codesIn(from.size(), width_), to.size() / kG722SamplesPerCode);
     std::array<std::uint8_t, kRun> codes;
     Row sums{}, differences{};
-    std::array<std::int32_t, kRun> first, second;
-    while (to.size() >= kG722SamplesPerCode) {
-        const std::size_t count = std::min(to.size() / kG722SamplesPerCode, kRun);
+    for (std::size_t left = total; left > 0;) {
+        const std::size_t count = std::min(left, kRun);
         const auto run = std::span(codes).first(count);
         unpackCodes(width_, packing_, from, run);
         std::ranges::copy(sums_, sums.begin());
@@ -228,18 +321,19 @@ void G722Decoder::decode(std::span<const Byte> from, std::span<std::int16_t> to)
             decodeBands<6>(run, low_, high_, sums, differences);
         std::copy_n(sums.begin() + count, kTaps - 1, sums_.begin());
         std::copy_n(differences.begin() + count, kTaps - 1, differences_.begin());
-        filter(differences.data(), kReverse, first.data(), count);
-        filter(sums.data(), kForward, second.data(), count);
         for (std::size_t i = 0; i < count; ++i) {
-            to[2 * i] = static_cast<std::int16_t>(saturate(first[i] >> 11));
-            to[2 * i + 1] = static_cast<std::int16_t>(saturate(second[i] >> 11));
+            to[2 * i] = static_cast<std::int16_t>(saturate(filterSum(&differences[i], kReverse) >> 11));
+            to[2 * i + 1] = static_cast<std::int16_t>(saturate(filterSum(&sums[i], kForward) >> 11));
         }
         to = to.subspan(count * kG722SamplesPerCode);
         from = from.subspan(static_cast<std::size_t>(packedSize(count, width_)));
+        left -= count;
     }
+    return total * kG722SamplesPerCode;
 }
 
-G722Encoder::G722Encoder(int width, CodePacking packing) : width_(std::clamp(width, 6, 8)), packing_(packing) {
+G722Encoder::G722Encoder(int width, CodePacking packing)
+    : width_(std::clamp(width, 6, 8)), packing_(packing) {
     reset();
 }
 
@@ -252,39 +346,35 @@ void G722Encoder::reset() {
 void G722Encoder::encode(std::span<const std::int16_t> from, std::span<Byte> to) {
     std::array<std::uint8_t, kRun> codes;
     Row even{}, odd{};
-    std::array<std::int32_t, kRun> evenSums, oddSums;
-    while (from.size() >= kG722SamplesPerCode) {
-        const std::size_t count = std::min(from.size() / kG722SamplesPerCode, kRun);
+    while (!from.empty()) {
+        const std::size_t count = std::min((from.size() + 1) / kG722SamplesPerCode, kRun);
         for (std::size_t i = 0; i < kTaps - 1; ++i) {
             even[i] = past_[2 * i];
             odd[i] = past_[2 * i + 1];
         }
         for (std::size_t i = 0; i < count; ++i) {
             even[kTaps - 1 + i] = from[2 * i];
-            odd[kTaps - 1 + i] = from[2 * i + 1];
+            odd[kTaps - 1 + i] = 2 * i + 1 < from.size() ? from[2 * i + 1] : std::int16_t{0};
         }
         for (std::size_t i = 0; i < kTaps - 1; ++i) {
             past_[2 * i] = even[count + i];
             past_[2 * i + 1] = odd[count + i];
         }
-        filter(even.data(), kForward, evenSums.data(), count);
-        filter(odd.data(), kReverse, oddSums.data(), count);
-
         BandRun low(low_), high(high_);
         for (std::size_t i = 0; i < count; ++i) {
-            const int lowSample = limit15((evenSums[i] + oddSums[i]) >> 14);
-            const int highSample = limit15((oddSums[i] - evenSums[i]) >> 14);
-            const unsigned lowCode =
-                quantiseLow(saturate(lowSample - low.prediction()), low.step());
-            const unsigned highCode =
-                quantiseHigh(saturate(highSample - high.prediction()), high.step());
+            const int evenSum = filterSum(&even[i], kForward), oddSum = filterSum(&odd[i], kReverse);
+            const int lowSample = limit15((evenSum + oddSum) >> 14);
+            const int highSample = limit15((oddSum - evenSum) >> 14);
+            const unsigned lowCode = quantiseLow(saturate(lowSample - low.prediction()), low.step());
+            const unsigned highCode = quantiseHigh(saturate(highSample - high.prediction()), high.step());
             low.takeLow(lowCode);
             high.takeHigh(highCode);
-            // The lower rates leave out the last bits of the lower band; the decoder's adaptation does not see them.
+            // The lower rates leave out the last bits of the lower band; the decoder's adaptation does not
+            // see them.
             codes[i] = static_cast<std::uint8_t>((highCode << 6 | lowCode) >> (8 - width_));
         }
         packCodes(width_, packing_, std::span<const std::uint8_t>(codes).first(count), to);
-        from = from.subspan(count * kG722SamplesPerCode);
+        from = from.subspan(std::min(count * kG722SamplesPerCode, from.size()));
         to = to.subspan(static_cast<std::size_t>(packedSize(count, width_)));
     }
 }

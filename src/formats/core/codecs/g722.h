@@ -1,6 +1,6 @@
-// ITU-T G.722: 7 kHz audio at 64, 56 or 48 kbit/s. 16 kHz samples are split into two bands, each of which is coded
-// as adaptive differential PCM: 2 bits for the upper and 6, 5 or 4 bits for the lower band make a code word for
-// every two samples. Pure functions of their state; no input can make them fail.
+// ITU-T G.722: 7 kHz audio at 64, 56 or 48 kbit/s. 16 kHz samples are split into two bands, each of which is
+// coded as adaptive differential PCM: 2 bits for the upper and 6, 5 or 4 bits for the lower band make a code
+// word for every two samples. Pure functions of their state; no input can make them fail.
 #pragma once
 
 #include <array>
@@ -17,12 +17,12 @@ inline constexpr std::size_t kG722SamplesPerCode = 2;
 struct G722Band {
     std::int32_t prediction = 0, fromZeros = 0;  // of the next sample; the zeros' part of it
     std::int32_t a1 = 0, a2 = 0;                 // pole coefficients, 14 fractional bits
-    std::array<std::int32_t, 6> b{};             // zero coefficients likewise
-    std::int32_t r1 = 0;                         // the last reconstructed sample
-    std::int32_t p1 = 0, p2 = 0;                 // signs of the last partial reconstructions, 0 or -1
-    std::array<std::int16_t, 6> doubled{};       // twice the last differences, the oldest first
-    std::int32_t logStep = 0;                    // log2 of the quantiser's step, 11 fractional bits
-    std::int32_t step;                           // the step itself
+    // Zero coefficients likewise, and twice the last differences, the newest first; two places stay 0.
+    std::array<std::int16_t, 8> b{}, doubled{};
+    std::int32_t r1 = 0;          // the last reconstructed sample
+    std::int32_t p1 = 0, p2 = 0;  // signs of the last partial reconstructions, 0 or -1
+    std::int32_t logStep = 0;     // log2 of the quantiser's step, 11 fractional bits
+    std::int32_t step;            // the step itself
 };
 
 class G722Decoder {
@@ -30,9 +30,9 @@ class G722Decoder {
     // width: bits of a code word as stored, 6 to 8 (48, 56 or 64 kbit/s).
     G722Decoder(int width, CodePacking packing);
 
-    // Continues at the first bit of `from`, which holds packedSize(to.size() / 2, width) bytes, and fills `to`,
-    // an even number of samples. All calls but the last take a multiple of 16 samples.
-    void decode(std::span<const Byte> from, std::span<std::int16_t> to);
+    // Decodes the whole codes in `from`, as far as `to` has room for them, and returns the number of samples
+    // written. All calls but the last take a multiple of 8 codes.
+    std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to);
     void reset();
 
   private:
@@ -47,8 +47,8 @@ class G722Encoder {
   public:
     G722Encoder(int width, CodePacking packing);
 
-    // Codes `from`, an even number of samples, into packedSize(from.size() / 2, width) bytes; unused bits of the
-    // last byte are 0. All calls but the last take a multiple of 16 samples.
+    // Codes `from`, an even number of samples, into packedSize(from.size() / 2, width) bytes; unused bits of
+    // the last byte are 0. All calls but the last take a multiple of 16 samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
     void reset();
 

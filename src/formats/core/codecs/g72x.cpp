@@ -40,7 +40,8 @@ struct Rate<4> {
 };
 template <>
 struct Rate<5> {
-    static constexpr int kLimits[] = {-122, -16, 68, 139, 198, 250, 298, 339, 378, 413, 445, 475, 502, 528, 553};
+    static constexpr int kLimits[] = {-122, -16, 68,  139, 198, 250, 298, 339,
+                                      378,  413, 445, 475, 502, 528, 553};
     static constexpr int kLevels[] = {-2048, -66, 28,  104, 169, 224, 274, 318,
                                       358,   395, 429, 459, 488, 514, 539, 566};
     static constexpr int kScale[] = {14, 14, 24, 39, 40, 41, 58, 100, 141, 179, 219, 280, 358, 440, 529, 696};
@@ -48,7 +49,8 @@ struct Rate<5> {
     static constexpr int kZeroLeak = 9;
 };
 
-// What a code means, for all codes of a width: the lower half is positive, the upper half its ones' complement.
+// What a code means, for all codes of a width: the lower half is positive, the upper half its ones'
+// complement.
 struct CodeMeaning {
     std::int16_t level;  // DQLN: log2 of the normalised difference, 7 fractional bits
     std::int16_t speed;  // FI, 9 fractional bits
@@ -69,8 +71,8 @@ constexpr auto makeMeanings() {
 template <int kWidth>
 constexpr auto kMeanings = makeMeanings<kWidth>();
 
-// The quantiser as a table over DLN, the 12-bit two's complement log2 of the normalised difference: the number of
-// decision levels at or below it.
+// The quantiser as a table over DLN, the 12-bit two's complement log2 of the normalised difference: the
+// number of decision levels at or below it.
 template <int kWidth>
 constexpr auto makeIntervals() {
     std::array<std::uint8_t, 4096> intervals{};
@@ -123,14 +125,12 @@ inline int multiply(int coefficient, const G72xHistory& value) {
 
 constexpr std::size_t kRun = 512;  // codes that are unpacked and worked on at a time
 
-// A run of codes of one channel. The state is copied in and out, so that the compiler need not fear that samples or
-// codes overlap it; the differences lie in one long row, so that none has to move.
+// A run of codes of one channel. The state is copied in and out, so that the compiler need not fear that
+// samples or codes overlap it; the differences lie in one long row, so that none has to move.
 template <int kWidth>
 class Channel {
   public:
-    explicit Channel(G72xState& state) : home_(state), s_(state) {
-        std::ranges::copy(state.dq, dq_.begin());
-    }
+    explicit Channel(G72xState& state) : home_(state), s_(state) { std::ranges::copy(state.dq, dq_.begin()); }
     ~Channel() {
         std::copy_n(past_, 6, s_.dq.begin());
         home_ = s_;
@@ -280,7 +280,9 @@ G72xDecoder::G72xDecoder(int width, CodePacking packing, int channels)
       packing_(packing),
       channels_(static_cast<std::size_t>(std::clamp(channels, 1, 2))) {}
 
-void G72xDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+std::size_t G72xDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+    const std::size_t total = std::min(codesIn(from.size(), width_), to.size());
+    to = to.first(total);
     withWidth(width_, [&]<int kWidth>() {
         std::array<std::uint8_t, kRun> codes;
         while (!to.empty()) {
@@ -295,6 +297,7 @@ void G72xDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to)
             from = from.subspan(static_cast<std::size_t>(packedSize(count, kWidth)));
         }
     });
+    return total;
 }
 
 G72xEncoder::G72xEncoder(int width, CodePacking packing, int channels)

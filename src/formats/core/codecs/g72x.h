@@ -1,6 +1,6 @@
-// ITU-T G.726 adaptive differential PCM at 16, 24, 32 and 40 kbit/s, which took over G.721 (32) and G.723 (24 and
-// 40): 8000 Hz, one code of 2 to 5 bits for each sample. The form with uniform samples (G.726 Annex A), whose 14
-// bits are the upper ones of 16. Pure functions of their state; no input can make them fail.
+// ITU-T G.726 adaptive differential PCM at 16, 24, 32 and 40 kbit/s, which took over G.721 (32) and G.723 (24
+// and 40): 8000 Hz, one code of 2 to 5 bits for each sample. The form with uniform samples (G.726 Annex A),
+// whose 14 bits are the upper ones of 16. Pure functions of their state; no input can make them fail.
 #pragma once
 
 #include <array>
@@ -27,8 +27,8 @@ struct G72xState {
     std::array<std::int32_t, 6> b{};        // zero coefficients likewise
     // Signs of the last two partially reconstructed signals, 0 or -1.
     std::int32_t pk1 = 0, pk2 = 0;
-    G72xHistory sr1, sr2;               // the last two outputs
-    std::array<G72xHistory, 6> dq{};    // the last six quantised differences, the oldest first
+    G72xHistory sr1, sr2;             // the last two outputs
+    std::array<G72xHistory, 6> dq{};  // the last six quantised differences, the oldest first
 };
 
 class G72xDecoder {
@@ -36,9 +36,9 @@ class G72xDecoder {
     // width: 2 to 5 bits. With two channels the codes alternate by channel.
     G72xDecoder(int width, CodePacking packing, int channels = 1);
 
-    // Continues at the first bit of `from`, which holds packedSize(to.size(), width) bytes, and fills `to`
-    // (interleaved). All calls but the last take a multiple of eight samples.
-    void decode(std::span<const Byte> from, std::span<std::int16_t> to);
+    // Decodes the whole codes in `from`, as far as `to` (interleaved) has room for them, and returns their
+    // number. All calls but the last take a multiple of eight codes.
+    std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to);
     void reset() { states_ = {}; }
 
   private:
@@ -52,8 +52,8 @@ class G72xEncoder {
   public:
     G72xEncoder(int width, CodePacking packing, int channels = 1);
 
-    // Codes `from` (interleaved) into the packedSize(from.size(), width) bytes of `to`; unused bits of the last
-    // byte are 0. All calls but the last take a multiple of eight samples.
+    // Codes `from` (interleaved) into the packedSize(from.size(), width) bytes of `to`; unused bits of the
+    // last byte are 0. All calls but the last take a multiple of eight samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
     void reset() { states_ = {}; }
 

@@ -326,17 +326,18 @@ void packModemFrame(const Frame& frame, std::span<Byte, kModemFrameBytes> to) {
 }
 
 std::size_t ModemDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
+    std::array<std::int16_t, kFrameSamples> decoded;
     std::size_t samples = 0, at = 0;
-    for (std::size_t frames = from.size() / kModemFrameBytes; frames > 0; --frames) {
-        if (to.size() - samples < kFrameSamples)
-            break;
+    for (std::size_t frames = from.size() / kModemFrameBytes; frames > 0 && samples < to.size(); --frames) {
         // The position never outruns the count, so every frame lies within the data.
         const auto frame = from.subspan(at).first<kModemFrameBytes>();
         const bool marked = frame[0] == kModemSpeech || frame[0] == kModemSilence || frame[35] == 0;
         decoder_.decodeFrame(marked ? frame.subspan<kModemHead, kFrameBytes>() : frame.first<kFrameBytes>(),
-                             to.subspan(samples).first<kFrameSamples>());
+                             decoded);
         at += marked ? kModemFrameBytes : kFrameBytes;
-        samples += kFrameSamples;
+        const std::size_t now = std::min(to.size() - samples, kFrameSamples);
+        std::copy_n(decoded.begin(), now, to.begin() + static_cast<std::ptrdiff_t>(samples));
+        samples += now;
     }
     return samples;
 }

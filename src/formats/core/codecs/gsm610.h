@@ -91,7 +91,7 @@ class PairsDecoder {  // units of 65 bytes
 inline constexpr std::size_t kModemFrameBytes = 38;
 void packModemFrame(const Frame& frame, std::span<Byte, kModemFrameBytes> to);
 // Takes all data at once, since frames without their marks are 33 bytes long, though each still counts as 38
-// bytes of the data.
+// bytes of the data. A waveform may end within a frame.
 class ModemDecoder {
   public:
     std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to);
