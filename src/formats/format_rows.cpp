@@ -25,15 +25,19 @@
 #include "formats/core/waves/hcom.h"
 #include "formats/core/waves/inrs.h"
 #include "formats/core/waves/ircam.h"
+#include "formats/core/waves/kontakt_wave.h"
+#include "formats/core/waves/matlab.h"
 #include "formats/core/waves/nist.h"
 #include "formats/core/waves/nomad.h"
 #include "formats/core/waves/paris.h"
 #include "formats/core/waves/psion.h"
 #include "formats/core/waves/sample_vision.h"
+#include "formats/core/waves/shorten.h"
 #include "formats/core/waves/sndtool.h"
 #include "formats/core/waves/sound_designer.h"
 #include "formats/core/waves/sounder.h"
 #include "formats/core/waves/sppack.h"
+#include "formats/core/waves/text_audio.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/probes/akai.h"
 #include "formats/framework/probes/banks.h"
@@ -291,7 +295,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 224 */ {"map", "NI Reaktor", readNotBuilt, nullptr, probe::reaktorMap, 16, 0, 0},
     /* 225 */ {"map", "NI Reaktor - Embedded", nullptr, writeNotBuilt, nullptr, 16, 0x300014, 1},
     /* 226 */ {"map", "NI Reaktor - Linked", nullptr, writeNotBuilt, nullptr, 16, 0x300014, 2},
-    /* 227 */ {"mat", "Matlab binary vars", readNotBuilt, writeNotBuilt, probe::matlab, 129, 0x3000E5, 0},
+    /* 227 */ {"mat", "Matlab binary vars", readMatlab, writeMatlab, probe::matlab, 129, 0x3000E5, 0},
     /* 228 */ {"maud", "MAUD sample", readAiff, nullptr, probe::maud, 1, 0, 0},
     /* 229 */ {"mdl", "Digitrakker module", readNotBuilt, nullptr, probe::digitrakker, 128, 0, 0},
     /* 230 */ {"med", "OctaMED module", readNotBuilt, nullptr, probe::octaMed, 128, 0, 0},
@@ -322,7 +326,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 255 */ {"mus", "Doom/Heretic music", readNotBuilt, nullptr, probe::doomMusic, 64, 0, 0},
     /* 256 */ {"mus", "Musifile MPEG layer II", readNotBuilt, nullptr, probe::musifile, 1, 0, 0},
     /* 257 */ {"mus10", "Mus10", readNotBuilt, nullptr, probe::mus10, 1, 0, 0},
-    /* 258 */ {"ncw", "NI Kontakt Compressed", readNotBuilt, nullptr, probe::kontaktWave, 1, 0, 0},
+    /* 258 */ {"ncw", "NI Kontakt Compressed", readKontaktWave, nullptr, probe::kontaktWave, 1, 0, 0},
     /* 259 */ {"nist", "NIST Sphere", readNist, nullptr, probe::nistSphere, 1, 0, 0},
     /* 260 */ {"nkb", "NI Kontakt v1 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x201},
     /* 261 */ {"nkb", "NI Kontakt v2/3/4 Bank", readNotBuilt, nullptr, probe::kontaktFile, 128, 0, 0x202},
@@ -455,7 +459,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 388 */ {"sfz", "rgc:audio SFZ v1 (waves in sub-folder)", nullptr, writeNotBuilt, nullptr, 17, 0x300054, 0x11},
     /* 389 */ {"sfz", "Cakewalk SFZ v2 (waves in same folder)", nullptr, writeNotBuilt, nullptr, 17, 0x300054, 2},
     /* 390 */ {"sfz", "Cakewalk SFZ v2 (waves in sub-folder)", nullptr, writeNotBuilt, nullptr, 17, 0x300054, 0x12},
-    /* 391 */ {"shn", "Shorten lossless", readNotBuilt, writeNotBuilt, probe::shorten, 1, 0x320000, 0},
+    /* 391 */ {"shn", "Shorten lossless", readShorten, writeNotBuilt, probe::shorten, 1, 0x320000, 0},
     /* 392 */ {"smd", "J-Phone / SmdEd song", readNotBuilt, nullptr, probeNone, 64, 0, 0},
     /* 393 */ {"smp", "AdLib Gold sample", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 394 */ {"smp", "Samplevision", readSampleVision, nullptr, probe::sampleVision, 1, 0, 0},
@@ -500,7 +504,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 433 */ {"txbank", "Cwitec TX16Wx bank", readNotBuilt, writeNotBuilt, probe::tx16wxFile, 128, 0x300054, 0},
     /* 434 */ {"txprog", "Cwitec TX16Wx program", readNotBuilt, writeNotBuilt, probe::tx16wxFile, 17, 0x300054, 1},
     /* 435 */ {"txt", "Ascii text parameter descriptions", nullptr, writeNotBuilt, nullptr, 243, 0xC0000, 0},
-    /* 436 */ {"txt", "Ascii text audio", readNotBuilt, writeNotBuilt, probe::textAudio, 1, 0x340000, 0},
+    /* 436 */ {"txt", "Ascii text audio", readTextAudio, writeTextAudio, probe::textAudio, 1, 0x340000, 0},
     /* 437 */ {"txt", "Nokring ring-tone", readNotBuilt, writeNotBuilt, probe::nokring, 96, 0x80000, 0},
     /* 438 */ {"txt", "Steinberg LM-4 bank", readNotBuilt, writeNotBuilt, probeNone, 16, 0x300014, 0},
     /* 439 */ {"u255law", "Exponential mu-law", readExponentialLaw, writeExponentialLaw, probeGeneric, 1, 0x100100, 0},

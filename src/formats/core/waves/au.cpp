@@ -26,27 +26,21 @@ constexpr std::uint32_t kG722 = 24;
 
 // The first row of an encoding is the one that the writer uses.
 constexpr Coding kCodings[] = {
-    {1, SampleEncoding::MuLaw},
-    {2, SampleEncoding::Pcm8},
-    {3, SampleEncoding::Pcm16},
-    {4, SampleEncoding::Pcm24},
-    {5, SampleEncoding::Pcm32},
-    {6, SampleEncoding::Float32},
-    {7, SampleEncoding::Float64},
-    {27, SampleEncoding::ALaw},
+    {1, SampleEncoding::MuLaw},      {2, SampleEncoding::Pcm8},
+    {3, SampleEncoding::Pcm16},      {4, SampleEncoding::Pcm24},
+    {5, SampleEncoding::Pcm32},      {6, SampleEncoding::Float32},
+    {7, SampleEncoding::Float64},    {27, SampleEncoding::ALaw},
     {10, SampleEncoding::Pcm8},  // 10..13: fixed-point data of a signal processor
-    {11, SampleEncoding::Pcm16},
-    {12, SampleEncoding::Pcm24},
-    {13, SampleEncoding::Pcm32},
-    {18, SampleEncoding::Pcm16},  // with emphasis
-    {23, SampleEncoding::Adpcm4, 4},  // G.721
-    {25, SampleEncoding::Adpcm3, 3},  // G.723
-    {26, SampleEncoding::Adpcm5, 5},
-    {kG722, SampleEncoding::Adpcm4, 8},  // a code of 8 bits for two samples
+    {11, SampleEncoding::Pcm16},     {12, SampleEncoding::Pcm24},
+    {13, SampleEncoding::Pcm32},     {18, SampleEncoding::Pcm16},         // with emphasis
+    {23, SampleEncoding::Adpcm4, 4},                                      // G.721
+    {25, SampleEncoding::Adpcm3, 3},                                      // G.723
+    {26, SampleEncoding::Adpcm5, 5}, {kG722, SampleEncoding::Adpcm4, 8},  // a code of 8 bits for two samples
 };
 constexpr std::uint32_t kWritable = encodingMask(
     {SampleEncoding::MuLaw, SampleEncoding::ALaw, SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-     SampleEncoding::Pcm24, SampleEncoding::Pcm32, SampleEncoding::Float32, SampleEncoding::Float64});
+     SampleEncoding::Pcm24, SampleEncoding::Pcm32, SampleEncoding::Float32, SampleEncoding::Float64,
+     SampleEncoding::Adpcm3, SampleEncoding::Adpcm4, SampleEncoding::Adpcm5});
 
 // The number ".snd" in the byte order of the machine, the last byte zero on DEC machines.
 bool byteOrderOf(ByteReader reader, ByteOrder& order) {

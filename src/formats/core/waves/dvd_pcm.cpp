@@ -46,7 +46,8 @@ bool isGrouped(const OpenFile& file) {
         double sum = 0;
         for (std::size_t at = 0; at + kGroupBytes <= bytes.size(); at += kGroupBytes) {
             for (std::size_t channel = 0; channel < 2; ++channel)
-                sum += std::abs(sampleAt(bytes.data() + at, channel) - sampleAt(bytes.data() + at, channel + 2));
+                sum +=
+                    std::abs(sampleAt(bytes.data() + at, channel) - sampleAt(bytes.data() + at, channel + 2));
         }
         return sum;
     };

@@ -79,7 +79,8 @@ bool writeExponentialLaw(Item& item, OpenFile& file, std::uint32_t) {
     std::span<const float> samples;
     while (frames.next(samples) && !samples.empty()) {
         const std::size_t count = std::min(samples.size(), to.size());
-        std::transform(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(count), to.begin(), codeOf);
+        std::transform(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(count), to.begin(),
+                       codeOf);
         to = to.subspan(count);
         file.ui->progress(static_cast<double>(frames.framesRead()) / waveform->frames);
         if (file.ui->aborted())

@@ -5,7 +5,7 @@
 
 #include "base/error.h"
 #include "base/text.h"
-#include "formats/core/undecoded_source.h"
+#include "formats/core/waves/shorten.h"
 #include "formats/core/waves/wave_file.h"
 
 namespace velor {
@@ -97,15 +97,11 @@ bool fillFromNist(OpenFile& file, Waveform& waveform) {
     if (plain.size() == coding.size())
         return attachStoredWave(waveform, file, stored);
 
-    // The samples are in another format's stream behind the header.
-    if (!setChannels(waveform, file, stored.channels))
-        return false;
-    setRate(waveform, file, stored.rate);
-    setEncoding(waveform, stored.layout.encoding);
-    waveform.sourceOffset = stored.position;
+    if (coding.substr(plain.size()).find("shorten") == std::string_view::npos)
+        return fail("Unsupported compression type: " + std::string(coding));
+    waveform.sampleRate = static_cast<std::uint32_t>(std::clamp(stored.rate, 0.0, 2147483647.0));
     waveform.frames = stored.frames == kToFileEnd ? 0 : static_cast<std::uint32_t>(stored.frames);
-    waveform.setSource(undecodedSource("Shorten inside NIST SPHERE"));
-    return true;
+    return attachShorten(waveform, file, stored.position);
 }
 
 }  // namespace

@@ -12,8 +12,8 @@ namespace velor {
 namespace {
 
 constexpr std::size_t kHeaderSize = 44;
-constexpr std::uint32_t kRate = 8000;  // Hz
-constexpr int kWidth = 4;              // bits of a code
+constexpr std::uint32_t kRate = 8000;      // Hz
+constexpr int kWidth = 4;                  // bits of a code
 constexpr std::uint64_t kFrameBytes = 46;  // the device's own unit: 92 codes
 
 bool fillFromNomad(OpenFile& file, Waveform& waveform) {

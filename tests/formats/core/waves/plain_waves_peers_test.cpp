@@ -102,6 +102,18 @@ const PeerFile kPeerFiles[] = {
     {"sndfile-convert", "-alaw", "a.caf", 42, 0},
     {"ffmpeg", "-c:a pcm_s24le", "a.caf", 42, 24},
 
+    {"sndfile-convert", "-pcm16", "a.mat4", 227, 16},
+    {"sndfile-convert", "-endian=big -pcm32", "a.mat4", 227, 24},
+    {"sndfile-convert", "-float32", "a.mat4", 227, 24},
+    {"sndfile-convert", "-endian=big -float64", "a.mat4", 227, 24},
+    {"sndfile-convert", "-pcmu8", "a.mat5", 227, 8},
+    {"sndfile-convert", "-endian=big -pcm16", "a.mat5", 227, 16},
+    {"sndfile-convert", "-pcm32", "a.mat5", 227, 24},
+    {"sndfile-convert", "-float32", "a.mat5", 227, 24},
+    {"sndfile-convert", "-endian=big -float64", "a.mat5", 227, 24},
+
+    {"sox", "", "a.dat", 436, 0},
+
     {"sndfile-convert", "-pcms8", "a.sd2", 369, 8},
     {"sndfile-convert", "-pcm16", "a.sd2", 369, 16},
     {"sndfile-convert", "-pcm24", "a.sd2", 369, 24},
@@ -170,6 +182,8 @@ const OurFile kOurFiles[] = {
     {42, "a.caf", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
     {42, "a.caf", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
     {369, "a.sd2", "sndfile-convert", {Pcm8, Pcm16, Pcm24}},
+    {227, "a.mat5", "sndfile-convert", {Pcm8, Pcm16, Pcm32, Float32, Float64}},
+    {436, "a.dat", "sox", {AsciiText}},
 };
 
 // Rows that only write have the reader of an earlier row with their extension.
@@ -180,7 +194,7 @@ int readerOf(int row) {
 }
 
 int gridOf(SampleEncoding encoding) {
-    return std::min(encodingBits(encoding), 24);
+    return encoding == AsciiText ? 16 : std::min(encodingBits(encoding), 24);
 }
 
 TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
@@ -198,8 +212,10 @@ TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
                              std::string(encodingName(encoding)) + " " + std::to_string(channels));
                 collection.clear();
                 const bool isLaw = encoding == MuLaw || encoding == ALaw;
+                // Frames that fill the blocks of PARIS and the padding of MATLAB, which the peer takes for
+                // samples.
                 const auto signal =
-                    testSignal(1110 * static_cast<std::size_t>(channels), isLaw ? 16 : gridOf(encoding));
+                    testSignal(1120 * static_cast<std::size_t>(channels), isLaw ? 16 : gridOf(encoding));
                 Waveform* waveform = addWaveform(collection, "n", signal, channels, 22050);
                 waveform->text(WaveText::Comment) = "spoken words";
                 ASSERT_TRUE(save(*waveform, each.row, each.name, encoding)) << LastErrorText;
