@@ -59,7 +59,7 @@ constexpr int antilog(int logStep, int shift) {
     return kAntilog[logStep >> 6 & 31] * 2 >> (shift + 1 - (logStep >> 11));
 }
 
-// ---- The part of the predictor that is the same with and without vector instructions but for its speed ----
+// ---- Inner loops, with vector instructions where there are some; both forms give the same numbers ----
 
 constexpr std::size_t kZeros = 6;
 constexpr std::size_t kDecisionCount = 29;
