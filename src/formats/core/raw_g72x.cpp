@@ -8,7 +8,6 @@
 #include "formats/core/codec_streams.h"
 #include "formats/core/raw_speech.h"
 #include "formats/framework/file_image.h"
-#include "formats/framework/format_table.h"
 #include "formats/framework/frame_reader.h"
 
 namespace velor {
@@ -159,11 +158,8 @@ bool writeCodes(Waveform& waveform, OpenFile& file, Encoder encoder, SizeOf size
     return feed16(waveform, 1, FrameReader::kPieceFrames, *file.ui, encode) && file.write(image.bytes());
 }
 
-int chosenWidth(const Waveform& waveform, const SaveOptions& save) {
-    SampleEncoding encoding = save.encoding;
-    if (encoding == SampleEncoding::None)
-        encoding =
-            chooseEncoding(save.flags & format_flags::kEncodings, waveform.sourceEncoding(), waveform.bits);
+// Of an encoding that the pipeline has already fitted to the row.
+constexpr int widthOf(SampleEncoding encoding) {
     switch (encoding) {
         case SampleEncoding::Adpcm2:
             return 2;
@@ -211,7 +207,7 @@ bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
     if (!waveform)
         return false;
     const auto named = static_cast<int>(variant & g72x_variant::kWidth);
-    const int width = named ? named : chosenWidth(*waveform, file.save);
+    const int width = named ? named : widthOf(file.save.encoding);
     return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)),
                       [width](std::uint64_t samples) { return packedSize(samples, width); });
 }

@@ -330,6 +330,36 @@ void encodePacked(const float* from, std::span<Byte> to, std::size_t count, Byte
     }
 }
 
+// Both laws look at the upper 14 bits of a value at most, so a table of them has all codes.
+constexpr int kLawShift = 2;
+using LawCodes = std::array<Byte, (65536 >> kLawShift)>;
+
+LawCodes makeLawCodes(Byte (*compress)(std::int16_t)) {
+    LawCodes codes{};
+    for (std::uint32_t i = 0; i < codes.size(); ++i)
+        codes[i] = compress(static_cast<std::int16_t>(static_cast<std::uint16_t>(i << kLawShift)));
+    return codes;
+}
+
+const LawCodes& lawCodes(SampleEncoding encoding) {
+    static const LawCodes muLaw = makeLawCodes(linearToMuLaw);
+    static const LawCodes aLaw = makeLawCodes(linearToALaw);
+    return encoding == SampleEncoding::MuLaw ? muLaw : aLaw;
+}
+
+// Quantising vectorises, looking up does not: two passes over a block that stays in the cache.
+void encodeLaw(const LawCodes& codes, const float* __restrict from, Byte* __restrict to, std::size_t count) {
+    constexpr std::size_t kBlock = 1024;
+    std::array<std::uint16_t, kBlock> values;
+    for (std::size_t done = 0; done < count; done += kBlock) {
+        const std::size_t now = std::min(kBlock, count - done);
+        for (std::size_t i = 0; i < now; ++i)
+            values[i] = static_cast<std::uint16_t>(quantise<16>(from[done + i]));
+        for (std::size_t i = 0; i < now; ++i)
+            to[done + i] = codes[values[i] >> kLawShift];
+    }
+}
+
 }  // namespace
 
 void encodeSamples(const SampleLayout& layout, std::span<const float> from, std::span<Byte> to) {
@@ -377,12 +407,8 @@ void encodeSamples(const SampleLayout& layout, std::span<const float> from, std:
                 : encodeFloat<ByteOrder::Little, double>(in, out, count);
             break;
         case SampleEncoding::MuLaw:
-            for (std::size_t i = 0; i < count; ++i)
-                out[i] = linearToMuLaw(static_cast<std::int16_t>(quantise<16>(in[i])));
-            break;
         case SampleEncoding::ALaw:
-            for (std::size_t i = 0; i < count; ++i)
-                out[i] = linearToALaw(static_cast<std::int16_t>(quantise<16>(in[i])));
+            encodeLaw(lawCodes(layout.encoding), in, out, count);
             break;
         case SampleEncoding::DeltaPcm8: {
             const Byte flip = layout.isUnsigned ? 0x80 : 0;

@@ -1,0 +1,248 @@
+// The rows of headerless G.72x files: what they ask, remember, read and write.
+#include "formats/core/raw_g72x.h"
+
+#include <gtest/gtest.h>
+
+#include "base/error.h"
+#include "formats/core/codecs/g722.h"
+#include "formats/core/codecs/g72x.h"
+#include "formats/framework/format_table.h"
+#include "items/instrument.h"
+#include "test_tools.h"
+
+namespace velor {
+namespace {
+
+using namespace test;
+
+// Answers each question with the next of `script`, then with the default; remembers keys beside texts.
+class ScriptedInterface : public UserInterface {
+  public:
+    std::size_t ask(const Question& question) override {
+        questions.push_back(question);
+        keys.emplace_back(question.key);
+        if (script.empty())
+            return question.defaultButton;
+        const std::size_t answer = script.front();
+        script.erase(script.begin());
+        return answer;
+    }
+    std::vector<std::size_t> script;
+    std::vector<Question> questions;
+    std::vector<std::string> keys;
+};
+
+struct RawG72x : testing::Test {
+    RawG72x() {
+        services.ui = &ui;
+        resetG72xAnswers();
+    }
+    ~RawG72x() override { resetG72xAnswers(); }
+
+    Waveform* opened(const std::filesystem::path& path, int row) {
+        collection.clear();
+        ui.questions.clear();
+        ui.keys.clear();
+        LastErrorText.clear();
+        return openFileAs(collection, path, row, services) ? collection.all<Waveform>().front() : nullptr;
+    }
+    // Opens bytes as a file of this row, with these answers.
+    Waveform* opened(const std::vector<Byte>& bytes, int row, std::vector<std::size_t> answers = {}) {
+        writeFile(folder / "in", bytes);
+        ui.script = std::move(answers);
+        return opened(folder / "in", row);
+    }
+    std::vector<float> samplesOf(Waveform* waveform) {
+        if (!waveform || !waveform->loadSamples())
+            return {};
+        return {waveform->samples().begin(), waveform->samples().end()};
+    }
+
+    TemporaryFolder folder;
+    ScriptedInterface ui;
+    PipelineServices services;
+    Collection collection;
+};
+
+std::vector<Byte> someCodes(std::size_t count) {
+    std::mt19937 random(3);
+    std::vector<Byte> bytes(count);
+    for (Byte& byte : bytes)
+        byte = static_cast<Byte>(random() >> 8);
+    return bytes;
+}
+std::vector<float> g726Samples(const std::vector<Byte>& bytes, int width, CodePacking packing) {
+    std::vector<std::int16_t> samples(codesIn(bytes.size(), width));
+    G72xDecoder(width, packing).decode(bytes, samples);
+    std::vector<float> floats;
+    for (const std::int16_t sample : samples)
+        floats.push_back(static_cast<float>(sample) / 32768);
+    return floats;
+}
+
+constexpr int kG721 = 119, kG722 = 125, kG722Six = 128, kG723 = 135, kG726 = 144, kG726Three = 150,
+              kVm1 = 458;
+using Keys = std::vector<std::string>;
+
+TEST_F(RawG72x, AsksOnceMoreUntilToldNotTo) {
+    const auto bytes = someCodes(3000);
+    // Big endian, 5-bit, ask again.
+    Waveform* waveform = opened(bytes, kG726, {0, 3, 0});
+    ASSERT_TRUE(waveform) << LastErrorText;
+    EXPECT_EQ(ui.keys, (Keys{"raw.g726.packing", "raw.g726.width", "raw.g726.again"}));
+    EXPECT_EQ(ui.questions[0].text, "Is the data stored with 'Big Endian' or 'Little Endian' bit packing?");
+    EXPECT_EQ(ui.questions[0].buttons, (Keys{"Big endian", "Little endian"}));
+    EXPECT_EQ(ui.questions[1].text, "Is it 2, 3, 4, or 5-bit (16, 24, 32, 40 or 64 kbps) ADPCM data?");
+    EXPECT_EQ(ui.questions[1].buttons, (Keys{"2-bit", "3-bit", "4-bit", "5-bit"}));
+    EXPECT_EQ(ui.questions[1].defaultButton, 2u);
+    EXPECT_EQ(ui.questions[2].text, "Ask the same again the next time you open a G.726 file?");
+    EXPECT_EQ(ui.questions[2].buttons, (Keys{"Yes", "No"}));
+    EXPECT_EQ(waveform->sampleRate, 8000u);
+    EXPECT_EQ(waveform->channels, 1);
+    EXPECT_EQ(waveform->bits, 5);
+    EXPECT_EQ(waveform->format, SampleFormat::Adpcm);
+    EXPECT_EQ(waveform->frames, 3000u * 8 / 5);
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 5, CodePacking::HighBitsFirst));
+
+    // The row knows its width: only the packing is asked, and now settled.
+    ASSERT_TRUE(opened(bytes, kG726Three, {0, 1}));
+    EXPECT_EQ(ui.keys, (Keys{"raw.g726.packing", "raw.g726.again"}));
+    // So the next file is only asked for its width, and settles that.
+    waveform = opened(bytes, kG726, {1, 1});
+    EXPECT_EQ(ui.keys, (Keys{"raw.g726.width", "raw.g726.again"}));
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 3, CodePacking::HighBitsFirst));
+    waveform = opened(bytes, kG726);
+    EXPECT_EQ(ui.keys, Keys{});
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 3, CodePacking::HighBitsFirst));
+    // Other families still ask.
+    ASSERT_TRUE(opened(bytes, kG723));
+    EXPECT_EQ(ui.keys, (Keys{"raw.g723.packing", "raw.g723.width", "raw.g723.again"}));
+    resetG72xAnswers();
+    ASSERT_TRUE(opened(bytes, kG726));
+    EXPECT_EQ(ui.keys.size(), 3u);
+}
+
+TEST_F(RawG72x, FamiliesAskTheirOwnQuestions) {
+    const auto bytes = someCodes(2100);
+    Waveform* waveform = opened(bytes, kG721);
+    EXPECT_EQ(ui.keys, (Keys{"raw.g721.packing", "raw.g721.again"}));
+    EXPECT_EQ(ui.questions[1].text, "Ask the same again the next time you open a G.721 file?");
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 4, CodePacking::LowBitsFirst));
+
+    waveform = opened(bytes, kG723, {1, 1, 0});
+    EXPECT_EQ(ui.questions[1].text, "Is it 3-bit (24 kpbs) or 5-bit (40 kpbs) ADPCM data?");
+    EXPECT_EQ(ui.questions[1].buttons, (Keys{"3-bit", "5-bit"}));
+    EXPECT_EQ(ui.questions[2].text, "Ask the same again the next time you open a G.723 file?");
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 5, CodePacking::LowBitsFirst));
+
+    waveform = opened(bytes, kG722, {0, 1, 0});
+    EXPECT_EQ(ui.questions[1].text, "Is it 6, 7 or 8-bit codeword (48, 56 or 64 kbps) ADPCM data?");
+    EXPECT_EQ(ui.questions[1].buttons, (Keys{"6-bit", "7-bit", "8-bit"}));
+    EXPECT_EQ(ui.questions[1].defaultButton, 2u);
+    EXPECT_EQ(ui.questions[2].text, "Ask the same again the next time you open a G.722 file?");
+    ASSERT_TRUE(waveform);
+    EXPECT_EQ(waveform->sampleRate, 16000u);
+    EXPECT_EQ(waveform->bits, 7);
+    EXPECT_EQ(waveform->frames, 2u * 2400);
+    EXPECT_EQ(samplesOf(waveform).size(), 2u * 2400);
+
+    waveform = opened(bytes, kVm1);
+    EXPECT_EQ(ui.keys, Keys{});
+    EXPECT_EQ(samplesOf(waveform), g726Samples(bytes, 4, CodePacking::HighBitsFirst));
+}
+
+// Every writing row, read back by its row with the packing that its name tells.
+TEST_F(RawG72x, WhatIsWrittenIsReadBack) {
+    std::vector<float> signal = testSignal(5001, 14);
+    for (float& sample : signal)
+        sample *= 0.5f;
+    int written = 0;
+    int reader = -1;
+    for (int row = kG721; row <= 158; ++row) {
+        const FormatEntry& entry = *formatRow(row);
+        if (entry.read)
+            reader = row;
+        if (!entry.write)
+            continue;
+        ++written;
+        const bool wide = std::string(entry.extension).starts_with("g722");
+        for (const SampleEncoding encoding : {SampleEncoding::Adpcm2, SampleEncoding::Adpcm3,
+                                              SampleEncoding::Adpcm4, SampleEncoding::Adpcm5}) {
+            if (!(entry.flags & encodingBit(encoding)))
+                continue;
+            const int named = static_cast<int>(entry.variant & 0xFF);
+            const int width =
+                named ? named : 2 + static_cast<int>(encoding) - static_cast<int>(SampleEncoding::Adpcm2);
+            SCOPED_TRACE(formatText("row %d, %d bits", row, width));
+            resetG72xAnswers();
+            collection.clear();
+            Waveform* waveform = addWaveform(collection, "n", signal, 1, wide ? 16000 : 8000);
+            SaveOptions options;
+            options.encoding = encoding;
+            ASSERT_TRUE(saveItem(waveform, row, folder / "out", services, options)) << LastErrorText;
+            const std::uint64_t codes = wide ? (signal.size() + 1) / 2 : signal.size();
+            EXPECT_EQ(readFile(folder / "out").size(), (codes * static_cast<unsigned>(width) + 7) / 8);
+            const bool little = !(entry.variant & 0x100);
+            const int firstWidth = wide ? 6 : std::string(entry.extension) == "g723" ? 3 : 2;
+            const int step = std::string(entry.extension) == "g723" ? 2 : 1;
+            ui.script = {little, static_cast<std::size_t>((width - firstWidth) / step), 0};
+            const auto back = samplesOf(opened(folder / "out", reader));
+            ASSERT_GE(back.size(), signal.size()) << LastErrorText;
+            // G.722's filters delay by 22 samples.
+            const std::size_t delay = wide ? 22 : 0;
+            double power = 0, error = 0;
+            for (std::size_t i = 200; i + delay < signal.size(); ++i) {
+                power += std::pow(signal[i], 2);
+                error += std::pow(signal[i] - back[i + delay], 2);
+            }
+            EXPECT_GT(10 * std::log10(power / error), width == 2 ? 8 : 14);
+        }
+    }
+    EXPECT_EQ(written, 27);
+}
+
+TEST_F(RawG72x, FfmpegReadsWhatWeWrite) {
+    if (!haveProgram("ffmpeg"))
+        GTEST_SKIP() << "FFmpeg is not installed";
+    constexpr int kG722Eight = 134;
+    Waveform* waveform = addWaveform(collection, "n", testSignal(6000, 16), 1, 16000);
+    ASSERT_TRUE(saveItem(waveform, kG722Eight, folder / "out.g722", services)) << LastErrorText;
+    ASSERT_TRUE(
+        run("ffmpeg -v error -y -i " + quoted(folder / "out.g722") + " -f s16le " + quoted(folder / "raw")));
+    const auto raw = readFile(folder / "raw");
+    std::vector<float> theirs;
+    for (std::size_t i = 0; i + 2 <= raw.size(); i += 2)
+        theirs.push_back(static_cast<float>(loadLe<std::int16_t>(raw.data() + i)) / 32768);
+    EXPECT_EQ(samplesOf(opened(folder / "out.g722", kG722Eight)), theirs);
+}
+
+TEST_F(RawG72x, RefusesWithOneSentence) {
+    constexpr int kG726Writer = 145, kG722Writer = 126;
+    const struct {
+        int row;
+        std::uint32_t rate;
+        const char* needed;
+    } rates[] = {{kG726Writer, 44100, "8000 Hz"}, {kG722Writer, 8000, "16000 Hz"}};
+    for (const auto& each : rates) {
+        Waveform* waveform = addWaveform(collection, "n", testSignal(100, 16), 1, each.rate);
+        EXPECT_FALSE(saveItem(waveform, each.row, folder / "out", services));
+        EXPECT_NE(LastErrorText.find(each.needed), std::string::npos) << LastErrorText;
+        EXPECT_NE(LastErrorText.find(std::to_string(each.rate) + " Hz"), std::string::npos);
+        EXPECT_NE(LastErrorText.find("resampling is not supported"), std::string::npos);
+        EXPECT_FALSE(std::filesystem::exists(folder / "out"));
+    }
+    auto* instrument = collection.create<Instrument>("n");
+    OpenFile file;
+    file.ui = &ui;
+    EXPECT_FALSE(writeRawG72x(*instrument, file, 4));
+    EXPECT_EQ(LastErrorText, "The file format can not save this item");
+
+    EXPECT_FALSE(opened(std::vector<Byte>{}, kG722Six));
+    ui.script = {};
+    Waveform* shortest = opened(std::vector<Byte>{0x12}, kG726);
+    ASSERT_TRUE(shortest);
+    EXPECT_EQ(shortest->frames, 2u);
+}
+
+}  // namespace
+}  // namespace velor
