@@ -316,6 +316,7 @@ bool writeAmigaSample(Item& item, OpenFile& file, std::uint32_t) {
         return false;
     if (waveform->sampleRate > UINT16_MAX)
         return fail("An Amiga sample can not store rates above 65535 Hz");
+    warnOfLoopMode(*waveform, file);
     const bool stereo = plan.target.channels == 2;
     const std::string_view name = waveform->name();
     const std::string_view artist = waveform->text(WaveText::Artist);

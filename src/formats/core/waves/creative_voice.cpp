@@ -453,6 +453,7 @@ class VoiceWriter {
         plan_.target.layout.isUnsigned = plan_.target.layout.encoding == SampleEncoding::Pcm8;
         if (oldStyle_ && !fitRate())
             return false;
+        warnOfLoopMode(waveform_, file_);
         FileImage data, image;
         if (!data.allocate(plan_.dataSize) ||
             !encodeWaveform(waveform_, plan_.target, data.bytes(), *file_.ui))

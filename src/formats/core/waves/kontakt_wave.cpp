@@ -177,8 +177,9 @@ bool fillFromKontaktWave(OpenFile& file, Waveform& waveform) {
     availableBytes(file, layout.dataOffset, layout.dataSize);  // warns
     // The table has an entry for each block and one for the end.
     const std::uint64_t blocks = (layout.dataOffset - layout.tableOffset) / 4;
-    waveform.frames = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(frames, std::min(blocks, file.size() / kBlockHead) * kBlockFrames));
+    const std::uint64_t room = file.size() / (kBlockHead * layout.channels);
+    waveform.frames =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, std::min(blocks, room) * kBlockFrames));
     CodecData data;
     data.byteSize = file.size();
     data.makeDecoder = [layout, kept = waveform.channels] {

@@ -179,13 +179,14 @@ bool readMatrix(const std::shared_ptr<File>& file, const Element& matrix, ByteOr
     variable.plain = layoutOfLevel5(part.type, order, variable.layout);
     variable.file = file;
     variable.position = part.position;
-    variable.bytes = part.size;
+    const std::uint64_t end = matrix.position + matrix.size;
+    variable.bytes = std::min<std::uint64_t>(part.size, end > part.position ? end - part.position : 0);
     return true;
 }
 
 // A packed element becomes a file of its own in memory. Samples pack by less than this factor.
 std::shared_ptr<File> unpackElement(const File& file, const Element& element) {
-    constexpr std::uint64_t kMostFactor = 64, kSlack = 1u << 20;
+    constexpr std::uint64_t kMostFactor = 64, kSlack = 1u << 16;
     const auto packed = fileBytes(file, element.position, element.size);
     const std::uint64_t most = packed.size() * kMostFactor + kSlack;
     std::vector<Byte> bytes;

@@ -15,8 +15,9 @@ namespace {
 
 constexpr std::size_t kHeadBytes = 1u << 17;  // enough for the stream's header and the file head in it
 constexpr std::size_t kMostStream = 1u << 30;
-// A zero block of a few bits stands for a whole block of silence; more than this is not believed.
-constexpr std::uint64_t kMostFramesPerByte = 1024;
+// A zero block of a few bits stands for a whole block of silence; more than this, over all channels, is not
+// believed.
+constexpr std::uint64_t kMostSamplesPerByte = 1024;
 
 class ShortenDecoder final : public SampleDecoder {
   public:
@@ -53,7 +54,7 @@ std::uint64_t countFrames(std::span<const Byte> data) {
     if (stream.readHeader(header))
         stream.decode([&](std::span<const std::vector<std::int32_t>> values) {
             frames += values.front().size();
-            return frames < data.size() * kMostFramesPerByte;
+            return frames * header.channels < data.size() * kMostSamplesPerByte;
         });
     return frames;
 }
@@ -131,7 +132,7 @@ bool attachShorten(Waveform& waveform, OpenFile& file, std::uint64_t position) {
         waveform.frames = clampFrames(file, countFrames(all));
     }
     waveform.frames = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(waveform.frames, data.byteSize * kMostFramesPerByte));
+        std::min<std::uint64_t>(waveform.frames, data.byteSize * kMostSamplesPerByte / header.channels));
     data.makeDecoder = [channels = waveform.channels] { return std::make_unique<ShortenDecoder>(channels); };
     attachCodecSamples(waveform, file.input, std::move(data));
     return true;

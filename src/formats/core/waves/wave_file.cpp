@@ -153,6 +153,12 @@ Waveform* waveformToWrite(Item& item) {
     return nullptr;
 }
 
+void warnOfLoopMode(const Waveform& waveform, const OpenFile& file) {
+    if (waveform.looped && waveform.loopMode != LoopMode::Forward)
+        file.warn(formatText("The format knows forward loops only - the %s loop is stored as one",
+                             loopModeName(waveform.loopMode)));
+}
+
 WholeLoop wholeLoop(const Waveform& waveform) {
     const auto whole = [&waveform](double frame) {
         return static_cast<std::uint32_t>(

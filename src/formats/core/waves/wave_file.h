@@ -112,7 +112,10 @@ struct WholeLoop {
     std::uint32_t end = 0;  // exclusive
 };
 WholeLoop wholeLoop(const Waveform& waveform);
+// For formats that know forward loops only: warns of a loop that will not be played as it was.
+void warnOfLoopMode(const Waveform& waveform, const OpenFile& file);
 
+// The bits of several encodings, as in a row's flags.
 constexpr std::uint32_t encodingMask(std::initializer_list<SampleEncoding> encodings) {
     std::uint32_t bits = 0;
     for (const SampleEncoding each : encodings)

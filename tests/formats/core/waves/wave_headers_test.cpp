@@ -427,6 +427,18 @@ TEST_F(WaveHeaders, DamagedFilesAreReadOrRefused) {
     }
 }
 
+TEST_F(WaveHeaders, LoopsThatAFormatDoesNotKnowAreWarnedOf) {
+    Waveform* waveform = addWaveform(collection, "n", testSignal(100, 8), 1, 8000);
+    waveform->setLoop(LoopMode::Alternating, 10, 90);
+    for (const int row : {175, 459, 460}) {
+        ui.warnings.clear();
+        ASSERT_TRUE(save(*waveform, row, "out.bin"));
+        ASSERT_EQ(ui.warnings.size(), 1u);
+        EXPECT_EQ(ui.warnings[0],
+                  "The format knows forward loops only - the alternating loop is stored as one");
+    }
+}
+
 // A cut file gives the frames that are there, with a warning.
 TEST_F(WaveHeaders, CutFilesGiveWhatIsThere) {
     for (const int row : {32, 77, 367, 42, 175, 459}) {
