@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 
 namespace velor {
 
@@ -60,6 +61,30 @@ bool Articulation::deserialize(ByteReader& from) {
         set(parameter, from.f32());
     }
     return from.ok();
+}
+
+ArticulationValues resolveArticulation(const Articulation* instrument, const Articulation* layer,
+                                       const Articulation* region) {
+    ArticulationValues values = defaultArticulation();
+    for (const Articulation* level : {instrument, layer, region}) {
+        if (!level)
+            continue;
+        for (const auto& [number, value] : level->entries()) {
+            if (number >= kArticulationParameters || !std::isfinite(value))
+                continue;
+            if (combination(number) == Combination::Sum)
+                values[number] += value;
+            else
+                values[number] = value;
+        }
+    }
+    for (std::uint16_t number = 0; number < kArticulationParameters; ++number) {
+        const ArticulationParameter& row = *articulationParameter(number);
+        // The release mode is a set of bits; its range names one of them.
+        if (row.kind != ParameterKind::ReleaseMode && row.kind != ParameterKind::Separator)
+            values[number] = std::clamp(values[number], row.minimum, row.maximum);
+    }
+    return values;
 }
 
 }  // namespace velor

@@ -7,6 +7,7 @@
 
 #include "base/byte_reader.h"
 #include "base/byte_writer.h"
+#include "items/articulation_table.h"
 
 namespace velor {
 
@@ -36,5 +37,10 @@ class Articulation {
   private:
     std::vector<Entry> values_;
 };
+
+// What a voice plays: the values of the three levels combined (see Combination), defaults where nothing is
+// set. A level that does not exist is nullptr. Numbers above the table are ignored.
+ArticulationValues resolveArticulation(const Articulation* instrument, const Articulation* layer,
+                                       const Articulation* region);
 
 }  // namespace velor
