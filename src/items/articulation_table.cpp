@@ -131,11 +131,11 @@ constexpr ArticulationParameter kEnvelope[] = {
 // clang-format on
 
 static_assert(std::size(kGeneral) == parameter::VEnvelope);
-static_assert(std::size(kEnvelope) == parameter::EnvelopeRows);
+static_assert(std::size(kEnvelope) == parameter::envelope::Rows);
 
 struct Table {
     std::array<ArticulationParameter, kArticulationParameters> rows{};
-    std::array<std::string, 4 * parameter::EnvelopeRows> names;
+    std::array<std::string, 4 * parameter::envelope::Rows> names;
     ArticulationValues defaults{};
 
     Table() {
@@ -147,8 +147,8 @@ struct Table {
         addEnvelope(number, "F-ENV ");
         addEnvelope(number, "X-ENV ");
         // The auxiliary envelope names both meanings of its sustain level and needs no help text.
-        rows[parameter::XEnvelope + parameter::SustainLevel].name = "X-ENV Sustain | Decay 2 Level";
-        rows[parameter::XEnvelope + parameter::SustainLevel].help = nullptr;
+        rows[parameter::XEnvelope + parameter::envelope::SustainLevel].name = "X-ENV Sustain | Decay 2 Level";
+        rows[parameter::XEnvelope + parameter::envelope::SustainLevel].help = nullptr;
         for (const ArticulationParameter& row : rows)
             defaults[row.number] = row.defaultValue;
     }
@@ -157,7 +157,7 @@ struct Table {
         const bool volume = number == parameter::VEnvelope;
         for (const ArticulationParameter& model : kEnvelope) {
             ArticulationParameter& row = rows[number];
-            if (volume || model.number != parameter::ShutdownRate) {
+            if (volume || model.number != parameter::envelope::ShutdownRate) {
                 row = model;
                 std::string& name = names[number - parameter::VEnvelope];
                 name = std::string(prefix) + model.name;

@@ -129,31 +129,32 @@ enum Number : std::uint16_t {
     XEnvelope = 162,
 };
 
-enum LfoRow : std::uint16_t { Shape, Frequency, Delay, FadeIn, LfoRows };
-enum EqRow : std::uint16_t { Mode, Center, Gain, Q, EqRows };
+// Rows of one LFO, counted from its start.
+namespace lfo {
+inline constexpr std::uint16_t Shape = 0, Frequency = 1, Delay = 2, FadeIn = 3;
+}
 
-enum EnvelopeRow : std::uint16_t {
-    InitialLevel = 0,
-    Attack1Time = 1,  // each of the four times is followed by its velocity and its key factor
-    Attack1Level = 4,
-    Attack2Time = 5,
-    Attack2Level = 8,
-    Decay1Time = 9,
-    Decay1Level = 12,
-    Decay2Time = 13,
-    SustainLevel = 16,
-    Release1Rate = 17,
-    Release1Level = 18,
-    Release2Time = 19,
-    Release2Level = 20,
-    Release3Time = 21,
-    Release3Level = 22,
-    VelocityToRelease = 23,
-    KeyToRelease = 24,
-    ReleaseModeFlags = 25,
-    ShutdownRate = 26,  // of the volume envelope only
-    EnvelopeRows = 27,
-};
+// Rows of one equaliser band, counted from its mode.
+namespace eq {
+inline constexpr std::uint16_t Mode = 0, Frequency = 1, Gain = 2, Q = 3, Rows = 4;
+}
+
+// Rows of one envelope, counted from its start. Each of the first four times is followed by its velocity
+// factor and its key factor.
+namespace envelope {
+inline constexpr std::uint16_t InitialLevel = 0;
+inline constexpr std::uint16_t Attack1Time = 1, Attack1Level = 4;
+inline constexpr std::uint16_t Attack2Time = 5, Attack2Level = 8;
+inline constexpr std::uint16_t Decay1Time = 9, Decay1Level = 12;
+inline constexpr std::uint16_t Decay2Time = 13, SustainLevel = 16;
+inline constexpr std::uint16_t Release1Rate = 17, Release1Level = 18;
+inline constexpr std::uint16_t Release2Time = 19, Release2Level = 20;
+inline constexpr std::uint16_t Release3Time = 21, Release3Level = 22;
+inline constexpr std::uint16_t VelocityToRelease = 23, KeyToRelease = 24;
+inline constexpr std::uint16_t ReleaseMode = 25;
+inline constexpr std::uint16_t ShutdownRate = 26;  // of the volume envelope only
+inline constexpr std::uint16_t Rows = 27;
+}  // namespace envelope
 
 }  // namespace parameter
 
