@@ -1,0 +1,347 @@
+#include "synth/engine.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/error.h"
+#include "synth/flush_denormals.h"
+#include "synth/interpolation.h"
+
+namespace velor {
+
+namespace {
+
+// Voices that one worker renders before it asks for more. The groups are the same for any number of workers, so
+// that the sums are, too.
+constexpr std::uint32_t kGroup = 8;
+// Room for layered instruments and for voices that fade out, before a pool has to grow.
+constexpr std::uint32_t kVoicesPerNote = 4;
+
+float defaultGain(std::uint32_t polyphony) {
+    return std::min(1.0f, 2.5f / std::sqrt(static_cast<float>(std::max(polyphony, 1u))));
+}
+
+}  // namespace
+
+SynthEngine::SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::uint32_t sampleRate, float gain,
+                         const SynthOptions& options)
+    : polyphony_(std::max(polyphony, 1u)),
+      sampleRate_(std::max(sampleRate, 1u)),
+      gain_(gain == 0 ? defaultGain(polyphony) : gain),
+      options_(options),
+      blocksPerSecond_(static_cast<float>(sampleRate_) / static_cast<float>(kBlockFrames)),
+      channels_(channels),
+      voices_(polyphony_ * kVoicesPerNote),
+      // Notes that fade are beyond the polyphony.
+      notes_(polyphony_ * kVoicesPerNote),
+      workers_(options.workers),
+      kernels_(&voiceKernels()),
+      sounds_(channels) {
+    InterpolationFilters::instance();
+    active_.reserve(voices_.capacity());
+    mixes_.resize((voices_.capacity() + kGroup - 1) / kGroup);
+    sends_.clear();
+    effects_.prepare(static_cast<float>(sampleRate_));
+    for (std::uint32_t i = 0; i < channels; ++i)
+        channels_[i].reset(i);
+}
+
+SynthEngine::~SynthEngine() { delete replaceRequest_.exchange(nullptr); }
+
+// --- Instruments ---
+
+bool SynthEngine::loadInstrument(Instrument& instrument, bool add) {
+    disable();
+    if (!add) {
+        reset();
+        instruments_.clear();
+        samples_ = {};
+        for (Channel& channel : channels_)
+            channel.instrument.reset();
+    }
+    auto built = SynthInstrument::build(instrument, samples_);
+    if (built)
+        instruments_.push_back(built);
+    enable();
+    clipped_.store(0);
+    return built ? true : fail(kCouldNotCreateInstrument);
+}
+
+bool SynthEngine::loadPatch(Collection& collection, PatchNumber patch) {
+    for (Instrument* instrument : collection.all<Instrument>()) {
+        if (instrument->patch != patch)
+            continue;
+        auto built = SynthInstrument::build(*instrument, samples_);
+        if (!built)
+            return fail(kCouldNotCreateInstrument);
+        instruments_.push_back(std::move(built));
+        return true;
+    }
+    return fail(kCouldNotCreateInstrument);
+}
+
+bool SynthEngine::hasInstrument(PatchNumber patch) const { return findInstrument(patch.value) != nullptr; }
+
+bool SynthEngine::requestRemove(PatchNumber patch) {
+    const auto found = findInstrument(patch.value);
+    const SynthInstrument* expected = nullptr;
+    return found && removeRequest_.compare_exchange_strong(expected, found.get());
+}
+
+bool SynthEngine::requestReplace(PatchNumber patch, Instrument& by) {
+    if (replaceRequest_.load())
+        return false;
+    const auto found = findInstrument(patch.value);
+    auto built = found ? SynthInstrument::build(by, samples_) : nullptr;
+    if (!built)
+        return fail(kCouldNotCreateInstrument);
+    // The render thread is done with the one before; what it took out is let go of here.
+    replacement_.reset();
+    auto request = std::make_unique<Replacement>();
+    request->old = found;
+    request->by = std::move(built);
+    replacement_ = std::move(request);
+    replaceRequest_.store(replacement_.get());
+    return true;
+}
+
+std::size_t SynthEngine::sampleBytes() const { return samples_.byteSize(); }
+
+void SynthEngine::enable() { enabled_.store(1); }
+
+void SynthEngine::disable() {
+    enabled_.store(0);
+    while (rendering_.load())
+        std::this_thread::yield();
+}
+
+void SynthEngine::reset() {
+    while (firstNote_)
+        freeNote(*firstNote_);
+    for (Voice* voice : active_) {
+        voice->forget();
+        voices_.giveBack(voice);
+    }
+    active_.clear();
+    for (std::uint32_t i = 0; i < channels_.size(); ++i) {
+        auto instrument = std::move(channels_[i].instrument);
+        channels_[i].reset(i);
+        channels_[i].instrument = std::move(instrument);
+    }
+    EventRing::Entry entry;
+    while (events_.peek(entry))
+        events_.pop();
+    sends_.clear();
+    effects_.clear();
+    carried_ = 0;
+    sounding_.store(0);
+    audible_.store(0);
+}
+
+// --- Messages ---
+
+bool SynthEngine::queueEvent(MidiMessage message, std::uint32_t milliseconds) noexcept {
+    const std::uint64_t time = (std::uint64_t{sampleRate_} * milliseconds + 500) / 64000;
+    return events_.push(message, static_cast<std::uint32_t>(time));
+}
+
+bool SynthEngine::queueEventSeconds(MidiMessage message, double seconds) noexcept {
+    const auto time = static_cast<std::uint64_t>(std::max(0.0, sampleRate_ * seconds)) >> 6;
+    return events_.push(message, static_cast<std::uint32_t>(time));
+}
+
+void SynthEngine::processEvents() {
+    EventRing::Entry entry;
+    while (events_.peek(entry) && entry.time <= block_) {
+        events_.pop();
+        handle(entry.message);
+    }
+}
+
+void SynthEngine::handleRequests() {
+    if (const SynthInstrument* removed = removeRequest_.load()) {
+        for (Note *note = firstNote_, *next; note; note = next) {
+            next = note->next;
+            if (note->voices && note->voices->instrument() == removed)
+                freeNote(*note);
+        }
+        for (Channel& channel : channels_)
+            if (channel.instrument.get() == removed)
+                channel.instrument.reset();
+        std::erase_if(instruments_, [&](const auto& held) { return held.get() == removed; });
+        removeRequest_.store(nullptr);
+    }
+    if (Replacement* replacement = replaceRequest_.load()) {
+        for (Channel& channel : channels_)
+            if (channel.instrument == replacement->old)
+                channel.instrument = replacement->by;
+        for (auto& held : instruments_)
+            if (held == replacement->old)
+                held = replacement->by;
+        replaceRequest_.store(nullptr);
+    }
+}
+
+// --- Sound ---
+
+void SynthEngine::advanceControls() {
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        Channel& channel = channels_[i];
+        for (SmoothedControl* control : {&channel.gain, &channel.modulation, &channel.pressure, &channel.bend,
+                                         &channel.pan, &channel.reverb, &channel.chorus})
+            control->advance();
+        if (channel.glideBlocks > 0) {
+            channel.glideKey += channel.glideStep;
+            --channel.glideBlocks;
+            for (Note* note = channel.firstNote; note; note = note->channelNext)
+                for (Voice* voice = note->voices; voice; voice = voice->next)
+                    voice->setGlide(channel.glideKey - static_cast<float>(note->key));
+        }
+        sounds_[i] = channel.sound();
+        if (!options_.effects)
+            sounds_[i].reverb = sounds_[i].chorus = 0;
+    }
+}
+
+// Job 0 is the effects on the sends of the block before: a delay of a millisecond that lets them run beside the
+// voices. The others are groups of voices.
+void SynthEngine::runJob(void* context, std::uint32_t job) {
+    auto& engine = *static_cast<SynthEngine*>(context);
+    const FlushDenormals flush;
+    if (job == 0) {
+        if (engine.options_.effects)
+            engine.effects_.process(engine.sends_, engine.effectLeft_, engine.effectRight_);
+        return;
+    }
+    MixBuffers& mix = engine.mixes_[job - 1];
+    mix.clear();
+    const std::size_t first = std::size_t{job - 1} * kGroup;
+    const std::size_t last = std::min(first + kGroup, engine.active_.size());
+    for (std::size_t i = first; i < last; ++i)
+        engine.active_[i]->render(engine.sounds_[engine.active_[i]->channel()], *engine.kernels_, mix);
+}
+
+void SynthEngine::renderVoices(float* out) {
+    const auto groups = static_cast<std::uint32_t>((active_.size() + kGroup - 1) / kGroup);
+    if (mixes_.size() < groups)
+        mixes_.resize(groups);  // the pool has grown
+    workers_.run(runJob, this, groups + 1);
+
+    alignas(32) float left[kBlockFrames];
+    alignas(32) float right[kBlockFrames];
+    if (options_.effects) {
+        std::copy_n(effectLeft_, kBlockFrames, left);
+        std::copy_n(effectRight_, kBlockFrames, right);
+        for (int send = 0; send < kSends; ++send) {
+            bool used = false;
+            for (std::uint32_t group = 0; group < groups; ++group)
+                used = used || mixes_[group].used[send];
+            if (!used && !sends_.used[send])
+                continue;
+            std::fill_n(sends_.sends[send], kBlockFrames, 0.0f);
+            for (std::uint32_t group = 0; group < groups; ++group)
+                if (mixes_[group].used[send])
+                    kernels_->add(mixes_[group].sends[send], sends_.sends[send]);
+            sends_.used[send] = used;
+        }
+    } else {
+        std::fill_n(left, kBlockFrames, 0.0f);
+        std::fill_n(right, kBlockFrames, 0.0f);
+    }
+    for (std::uint32_t group = 0; group < groups; ++group) {
+        kernels_->add(mixes_[group].left, left);
+        kernels_->add(mixes_[group].right, right);
+    }
+    for (std::uint32_t i = 0; i < kBlockFrames; ++i) {
+        out[2 * i] = left[i] * gain_;
+        out[2 * i + 1] = right[i] * gain_;
+    }
+}
+
+// Voices that have ended go back to the pool, and notes with them.
+void SynthEngine::sweep() {
+    std::size_t kept = 0;
+    for (Voice* voice : active_) {
+        if (!voice->finished()) {
+            active_[kept++] = voice;
+            continue;
+        }
+        if (Note* note = voice->note) {
+            Voice** link = &note->voices;
+            while (*link != voice)
+                link = &(*link)->next;
+            *link = voice->next;
+            if (!note->voices) {
+                unlink(*note);
+                notes_.giveBack(note);
+            }
+        }
+        voice->forget();
+        voices_.giveBack(voice);
+    }
+    active_.resize(kept);
+    sounding_.store(static_cast<std::uint32_t>(kept), std::memory_order_relaxed);
+}
+
+bool SynthEngine::renderBlock(float* out) {
+    rendering_.store(1);
+    if (!enabled_.load()) {
+        rendering_.store(0);
+        std::fill_n(out, 2 * kBlockFrames, 0.0f);
+        return false;
+    }
+    const FlushDenormals flush;
+    handleRequests();
+    processEvents();
+    advanceControls();
+    renderVoices(out);
+    sweep();
+    ++block_;
+
+    float peak = 0;
+    for (std::uint32_t i = 0; i < 2 * kBlockFrames; ++i)
+        peak = std::max(peak, std::fabs(out[i]));
+    const bool clipped = peak > 1;
+    if (clipped)
+        clipped_.store(1);
+    audible_.store(peak > 0, std::memory_order_relaxed);
+    rendering_.store(0);
+    return clipped;
+}
+
+bool SynthEngine::render(float* out, std::uint32_t frames, std::uint32_t deviceChannels) {
+    bool clipped = false;
+    while (frames > 0) {
+        if (carried_ == 0) {
+            if (deviceChannels == 2 && frames >= kBlockFrames) {
+                clipped |= renderBlock(out);
+                out += 2 * kBlockFrames;
+                frames -= kBlockFrames;
+                continue;
+            }
+            clipped |= renderBlock(carry_.data());
+            carried_ = kBlockFrames;
+        }
+        const std::uint32_t count = std::min(frames, carried_);
+        const float* from = carry_.data() + 2 * (kBlockFrames - carried_);
+        for (std::uint32_t i = 0; i < count; ++i, from += 2) {
+            for (std::uint32_t channel = 0; channel < deviceChannels; ++channel)
+                *out++ = channel < 2 ? from[channel] : 0.0f;
+        }
+        carried_ -= count;
+        frames -= count;
+    }
+    return clipped;
+}
+
+std::string SynthEngine::statusText() {
+    const std::uint32_t regions = sounding_.load(std::memory_order_relaxed);
+    if (regions == 0 && !audible_.load(std::memory_order_relaxed))
+        return {};
+    std::string text = formatText("%d region%s", static_cast<int>(regions), pluralSuffix(regions));
+    if (clipped_.exchange(0))
+        text += " -CLIPPING-";
+    return text;
+}
+
+}  // namespace velor

@@ -1,0 +1,95 @@
+#include "synth/worker_pool.h"
+
+#include <algorithm>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
+
+namespace velor {
+
+namespace {
+
+constexpr int kSpins = 20000;  // some ten microseconds to some hundred
+
+void pause() {
+#if defined(__x86_64__) || defined(__i386__)
+    _mm_pause();
+#endif
+}
+
+}  // namespace
+
+WorkerPool::WorkerPool(std::uint32_t workers) {
+    const std::uint32_t processors = std::max(1u, std::thread::hardware_concurrency());
+    workers = std::clamp(workers, 1u, processors);
+    for (std::uint32_t i = 1; i < workers; ++i) {
+        threads_.push_back(std::make_unique<Worker>());
+        Worker& worker = *threads_.back();
+        worker.thread = std::thread([this, &worker] { loop(worker); });
+    }
+}
+
+WorkerPool::~WorkerPool() {
+    for (const auto& worker : threads_)
+        worker->quit.store(1);
+    epoch_.fetch_add(1);
+    epoch_.notify_all();
+    for (const auto& worker : threads_)
+        worker->thread.join();
+}
+
+void WorkerPool::loop(Worker& self) {
+    std::uint32_t seen = 0;
+    for (;;) {
+        std::uint32_t epoch = epoch_.load(std::memory_order_acquire);
+        for (int i = 0; epoch == seen && i < kSpins; ++i) {
+            pause();
+            epoch = epoch_.load(std::memory_order_acquire);
+        }
+        while (epoch == seen) {
+            sleeping_.fetch_add(1);
+            epoch_.wait(seen);
+            sleeping_.fetch_sub(1);
+            epoch = epoch_.load(std::memory_order_acquire);
+        }
+        seen = epoch;
+        if (self.quit.load())
+            return;
+        work(epoch);
+    }
+}
+
+void WorkerPool::work(std::uint32_t epoch) noexcept {
+    for (;;) {
+        std::uint64_t next = next_.load(std::memory_order_acquire);
+        do {
+            if (static_cast<std::uint32_t>(next >> 32) != epoch || (next & 0xFFFF) >= (next >> 16 & 0xFFFF))
+                return;
+        } while (!next_.compare_exchange_weak(next, next + 1, std::memory_order_acq_rel));
+        job_(context_, static_cast<std::uint32_t>(next & 0xFFFF));
+        done_.fetch_add(1, std::memory_order_release);
+    }
+}
+
+void WorkerPool::run(Job job, void* context, std::uint32_t count) noexcept {
+    if (threads_.empty() || count < 2) {
+        for (std::uint32_t i = 0; i < count; ++i)
+            job(context, i);
+        return;
+    }
+    // Every job of the block before is done, so nobody reads these but workers that will see the new epoch.
+    job_ = job;
+    context_ = context;
+    done_.store(0, std::memory_order_relaxed);
+    const std::uint32_t epoch = epoch_.load(std::memory_order_relaxed) + 1;
+    next_.store(std::uint64_t{epoch} << 32 | std::uint64_t{count} << 16, std::memory_order_release);
+    epoch_.store(epoch);
+    if (sleeping_.load() != 0)
+        epoch_.notify_all();
+    work(epoch);
+    while (done_.load(std::memory_order_acquire) != count)
+        pause();
+}
+
+}  // namespace velor
