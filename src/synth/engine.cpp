@@ -46,7 +46,7 @@ SynthEngine::SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::u
         channels_[i].reset(i);
 }
 
-SynthEngine::~SynthEngine() { delete replaceRequest_.exchange(nullptr); }
+SynthEngine::~SynthEngine() = default;
 
 // --- Instruments ---
 
@@ -85,6 +85,9 @@ bool SynthEngine::hasInstrument(PatchNumber patch) const { return findInstrument
 bool SynthEngine::requestRemove(PatchNumber patch) {
     const auto found = findInstrument(patch.value);
     const SynthInstrument* expected = nullptr;
+    if (removeRequest_.load())
+        return false;
+    removed_.reset();  // the render thread is done with the one before
     return found && removeRequest_.compare_exchange_strong(expected, found.get());
 }
 
@@ -168,7 +171,12 @@ void SynthEngine::handleRequests() {
         for (Channel& channel : channels_)
             if (channel.instrument.get() == removed)
                 channel.instrument.reset();
-        std::erase_if(instruments_, [&](const auto& held) { return held.get() == removed; });
+        const auto held = std::find_if(instruments_.begin(), instruments_.end(),
+                                       [&](const auto& instrument) { return instrument.get() == removed; });
+        if (held != instruments_.end()) {
+            removed_ = std::move(*held);  // freed by the control thread
+            instruments_.erase(held);
+        }
         removeRequest_.store(nullptr);
     }
     if (Replacement* replacement = replaceRequest_.load()) {

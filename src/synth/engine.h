@@ -179,7 +179,9 @@ class SynthEngine {
     std::atomic<std::uint32_t> sounding_{0};
     std::atomic<const SynthInstrument*> removeRequest_{nullptr};
     std::atomic<Replacement*> replaceRequest_{nullptr};
-    std::unique_ptr<Replacement> replacement_;  // owned by the control thread while the render thread uses it
+    // Owned by the control thread, so that the render thread frees nothing.
+    std::unique_ptr<Replacement> replacement_;
+    std::shared_ptr<const SynthInstrument> removed_;
 };
 
 }  // namespace velor

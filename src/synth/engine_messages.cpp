@@ -172,9 +172,8 @@ void SynthEngine::resetControllers(Channel& channel, std::uint32_t index) {
                                                     {69, 0},  {65, 0},   {66, 0}, {68, 0}};
     for (const auto& [number, value] : kDefaults)
         controlChange(channel, index, number, value);
-    const unsigned place = (index & 15) | (index / 16) << 24;
-    handle(MidiMessage(0xE0 | (place & 15), 0, 64, place >> 24));
-    handle(MidiMessage(0xD0 | (place & 15), 0, 0, place >> 24));
+    handle(MidiMessage(0xE0 | (index & 15), 0, 64, index / 16));
+    handle(MidiMessage(0xD0 | (index & 15), 0, 0, index / 16));
 }
 
 }  // namespace velor
