@@ -17,7 +17,9 @@ constexpr int kRpnNull = 16383;
 constexpr float kInitialReverb = 40.0f / 127;
 
 // A number whose fine half was never received names no parameter.
-int rpnNumber(const MidiValue& rpn) { return rpn.fine + rpn.coarse * 128; }
+int rpnNumber(const MidiValue& rpn) {
+    return rpn.fine + rpn.coarse * 128;
+}
 
 }  // namespace
 
@@ -77,12 +79,15 @@ void Channel::applyRpn() {
         case kRpnFineTuning:
             fineTuning = static_cast<float>(fine + (coarse - 64) * 128) * (1.0f / 8192);
             break;
-        case kRpnCoarseTuning: coarseTuning = static_cast<float>(coarse - 64); break;
+        case kRpnCoarseTuning:
+            coarseTuning = static_cast<float>(coarse - 64);
+            break;
         case kRpnNull:
             fineTuning = coarseTuning = 0;
             bendRange = kBendRangeUnset;
             break;
-        default: break;
+        default:
+            break;
     }
 }
 

@@ -48,9 +48,9 @@ struct Channel {
     // --- Sound ---
     std::shared_ptr<const SynthInstrument> instrument;
     SmoothedControl gain, modulation, pressure, bend, pan, reverb, chorus;
-    float bendRange = kBendRangeUnset;  // semitones
-    float fineTuning = 0;               // semitones
-    float coarseTuning = 0;             // semitones
+    float bendRange = kBendRangeUnset;   // semitones
+    float fineTuning = 0;                // semitones
+    float coarseTuning = 0;              // semitones
     float portamentoSeconds = 0.00875f;  // per semitone
     bool sustain = false;
     bool sostenuto = false;

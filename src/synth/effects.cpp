@@ -11,12 +11,13 @@ namespace {
 constexpr float kTwoPi = 6.28318530718f;
 
 // A hall of medium size.
-constexpr float kDecaySeconds = 1.8f;      // to -60 dB
-constexpr float kDampingHz = 6500;         // of the low-pass in every line
+constexpr float kDecaySeconds = 1.8f;  // to -60 dB
+constexpr float kDampingHz = 6500;     // of the low-pass in every line
 constexpr float kReverbLevel = 0.42f;
 constexpr float kDiffusion = 0.6f;
 // Delays of the lines in seconds, mutually prime at the usual rates, and of the diffusers.
-constexpr float kLineSeconds[] = {0.02402f, 0.02765f, 0.03098f, 0.03465f, 0.03727f, 0.04065f, 0.04340f, 0.04627f};
+constexpr float kLineSeconds[] = {0.02402f, 0.02765f, 0.03098f, 0.03465f,
+                                  0.03727f, 0.04065f, 0.04340f, 0.04627f};
 constexpr float kDiffuserSeconds[] = {0.0047f, 0.0079f};
 
 constexpr float kChorusLevel = 0.7f;
@@ -39,7 +40,9 @@ void DelayLine::prepare(std::uint32_t longest) {
     mask_ = static_cast<std::uint32_t>(frames_.size() - 1);
 }
 
-void DelayLine::clear() { std::fill(frames_.begin(), frames_.end(), 0.0f); }
+void DelayLine::clear() {
+    std::fill(frames_.begin(), frames_.end(), 0.0f);
+}
 
 void Reverb::prepare(float sampleRate) {
     for (int i = 0; i < kLines; ++i) {
@@ -192,10 +195,18 @@ void Effects::process(const MixBuffers& mix, float* left, float* right) {
             --awake;
         const float* in = mix.sends[send];
         switch (send) {
-            case 0: reverb_.process(in, left, right); break;
-            case 1: tremolo_.process(in, left, right); break;
-            case 2: chorus_.process(in, left, right); break;
-            default: echo_.process(in, left, right); break;
+            case 0:
+                reverb_.process(in, left, right);
+                break;
+            case 1:
+                tremolo_.process(in, left, right);
+                break;
+            case 2:
+                chorus_.process(in, left, right);
+                break;
+            default:
+                echo_.process(in, left, right);
+                break;
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "base/error.h"
+#include "items/midi_timeline.h"
 #include "synth/flush_denormals.h"
 #include "synth/interpolation.h"
 
@@ -11,8 +12,8 @@ namespace velor {
 
 namespace {
 
-// Voices that one worker renders before it asks for more. The groups are the same for any number of workers, so
-// that the sums are, too.
+// Voices that one worker renders before it asks for more. The groups are the same for any number of workers,
+// so that the sums are, too.
 constexpr std::uint32_t kGroup = 8;
 // Room for layered instruments and for voices that fade out, before a pool has to grow.
 constexpr std::uint32_t kVoicesPerNote = 4;
@@ -23,8 +24,8 @@ float defaultGain(std::uint32_t polyphony) {
 
 }  // namespace
 
-SynthEngine::SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::uint32_t sampleRate, float gain,
-                         const SynthOptions& options)
+SynthEngine::SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::uint32_t sampleRate,
+                         float gain, const SynthOptions& options)
     : polyphony_(std::max(polyphony, 1u)),
       sampleRate_(std::max(sampleRate, 1u)),
       gain_(gain == 0 ? defaultGain(polyphony) : gain),
@@ -80,7 +81,30 @@ bool SynthEngine::loadPatch(Collection& collection, PatchNumber patch) {
     return fail(kCouldNotCreateInstrument);
 }
 
-bool SynthEngine::hasInstrument(PatchNumber patch) const { return findInstrument(patch.value) != nullptr; }
+bool SynthEngine::loadSongInstruments(Collection& collection, const MidiSong& song,
+                                      std::vector<PatchNumber>* missing) {
+    disable();
+    bool all = true;
+    const std::vector<Instrument*> instruments = collection.all<Instrument>();
+    for (const PatchNumber patch : usedPatches(song)) {
+        if (hasInstrument(patch))
+            continue;
+        const bool known =
+            std::any_of(instruments.begin(), instruments.end(),
+                        [&](const Instrument* instrument) { return instrument->patch == patch; });
+        if (known)
+            all = loadPatch(collection, patch) && all;
+        else if (missing)
+            missing->push_back(patch);
+    }
+    enable();
+    clipped_.store(0);
+    return all;
+}
+
+bool SynthEngine::hasInstrument(PatchNumber patch) const {
+    return findInstrument(patch.value) != nullptr;
+}
 
 bool SynthEngine::requestRemove(PatchNumber patch) {
     const auto found = findInstrument(patch.value);
@@ -108,9 +132,13 @@ bool SynthEngine::requestReplace(PatchNumber patch, Instrument& by) {
     return true;
 }
 
-std::size_t SynthEngine::sampleBytes() const { return samples_.byteSize(); }
+std::size_t SynthEngine::sampleBytes() const {
+    return samples_.byteSize();
+}
 
-void SynthEngine::enable() { enabled_.store(1); }
+void SynthEngine::enable() {
+    enabled_.store(1);
+}
 
 void SynthEngine::disable() {
     enabled_.store(0);
@@ -211,8 +239,8 @@ void SynthEngine::advanceControls() {
     }
 }
 
-// Job 0 is the effects on the sends of the block before: a delay of a millisecond that lets them run beside the
-// voices. The others are groups of voices.
+// Job 0 is the effects on the sends of the block before: a delay of a millisecond that lets them run beside
+// the voices. The others are groups of voices.
 void SynthEngine::runJob(void* context, std::uint32_t job) {
     auto& engine = *static_cast<SynthEngine*>(context);
     const FlushDenormals flush;

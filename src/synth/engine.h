@@ -27,18 +27,19 @@ inline constexpr const char* kCouldNotCreateInstrument = "Couldn't create instru
 struct SynthOptions {
     std::uint32_t workers = 1;  // threads that render, the caller's included; limited to the processors
     bool effects = true;        // reverb, chorus and the other sends
-    // Controllers move to their targets over several blocks, which keeps hand movements free of steps. Without,
-    // they follow the messages block by block.
+    // Controllers move to their targets over several blocks, which keeps hand movements free of steps.
+    // Without, they follow the messages block by block.
     bool smoothing = true;
 };
 
-// Threads: messages may be queued by any thread. render(), renderBlock(), processEvents() and shedLoad() belong to
-// the one render thread, which takes no lock and, once instruments are loaded, allocates nothing (unless more
-// voices sound than four per note of the polyphony). Everything else belongs to the control thread.
+// Threads: messages may be queued by any thread. render(), renderBlock(), processEvents() and shedLoad()
+// belong to the one render thread, which takes no lock and, once instruments are loaded, allocates nothing
+// (unless more voices sound than four per note of the polyphony). Everything else belongs to the control
+// thread.
 class SynthEngine {
   public:
-    // 16 channels per port; `polyphony` is the number of notes that may sound; sample rate in Hz. A gain of 0 stands
-    // for min(1, 2.5 / sqrt(polyphony)). Starts disabled.
+    // 16 channels per port; `polyphony` is the number of notes that may sound; sample rate in Hz. A gain of 0
+    // stands for min(1, 2.5 / sqrt(polyphony)). Starts disabled.
     SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::uint32_t sampleRate, float gain,
                 const SynthOptions& options = {});
     ~SynthEngine();
@@ -46,20 +47,20 @@ class SynthEngine {
     SynthEngine& operator=(const SynthEngine&) = delete;
 
     // --- Instruments (control thread) ---
-    // With `add` false the engine is stopped and reset, holds this instrument only and is enabled again; with `add`
-    // true it is added to the others. False with "Couldn't create instrument".
+    // With `add` false the engine is stopped and reset, holds this instrument only and is enabled again; with
+    // `add` true it is added to the others. False with "Couldn't create instrument".
     bool loadInstrument(Instrument& instrument, bool add);
-    // Adds the collection's instrument of exactly that patch. Only while disabled. False with "Couldn't create
-    // instrument" when there is none or nothing of it can be decoded.
+    // Adds the collection's instrument of exactly that patch. Only while disabled. False with "Couldn't
+    // create instrument" when there is none or nothing of it can be decoded.
     bool loadPatch(Collection& collection, PatchNumber patch);
-    // Stops, adds the instruments of the collection that the song uses, in the song's order, and is enabled again.
-    // Patches that the collection does not have stay in `missing`. False when an instrument could not be created;
-    // the others are loaded all the same.
+    // Stops, adds the instruments of the collection that the song uses, in the song's order, and is enabled
+    // again. Patches that the collection does not have stay in `missing`. False when an instrument could not
+    // be created; the others are loaded all the same.
     bool loadSongInstruments(Collection& collection, const MidiSong& song,
                              std::vector<PatchNumber>* missing = nullptr);
     bool hasInstrument(PatchNumber patch) const;
-    // Asks the render thread to let go of an instrument, or to play another in its place from now on. False when
-    // the engine does not hold it, or a request of that kind is still waiting.
+    // Asks the render thread to let go of an instrument, or to play another in its place from now on. False
+    // when the engine does not hold it, or a request of that kind is still waiting.
     bool requestRemove(PatchNumber patch);
     bool requestReplace(PatchNumber patch, Instrument& by);
     // Locked, program changes no longer change the instruments of the channels.
@@ -70,7 +71,8 @@ class SynthEngine {
     void enable();
     // Returns when the render thread has left its block.
     void disable();
-    // Ends all notes and restores the defaults of all controllers. Only while disabled, or on the render thread.
+    // Ends all notes and restores the defaults of all controllers. Only while disabled, or on the render
+    // thread.
     void reset();
 
     // --- Messages (any thread) ---
@@ -84,8 +86,8 @@ class SynthEngine {
     void processEvents();
     // One block of 64 interleaved stereo frames; true when a sample left -1..1.
     bool renderBlock(float* out);
-    // Any number of frames of `deviceChannels` channels: two get left and right, one gets left only, and more get
-    // silence behind left and right. True when any block clipped.
+    // Any number of frames of `deviceChannels` channels: two get left and right, one gets left only, and more
+    // get silence behind left and right. True when any block clipped.
     bool render(float* out, std::uint32_t frames, std::uint32_t deviceChannels);
     // Ends the quietest note: gently (its voices fade out) or at once. False when there is none to end.
     bool shedLoad(bool soft);
@@ -161,9 +163,9 @@ class SynthEngine {
 
     WorkerPool workers_;
     const VoiceKernels* kernels_;
-    std::vector<ChannelSound> sounds_;   // of the block at hand, by channel
-    std::vector<MixBuffers> mixes_;      // one per group of voices
-    MixBuffers sends_;                   // of the block before, for the effects
+    std::vector<ChannelSound> sounds_;  // of the block at hand, by channel
+    std::vector<MixBuffers> mixes_;     // one per group of voices
+    MixBuffers sends_;                  // of the block before, for the effects
     Effects effects_;
     alignas(32) float effectLeft_[kBlockFrames];
     alignas(32) float effectRight_[kBlockFrames];

@@ -29,7 +29,8 @@ void SynthEngine::handle(MidiMessage message) {
     const unsigned data2 = message.data2() & 127;
     const int key = static_cast<int>(data1 & 127);
     switch (message.type()) {
-        case 0x80: return noteOff(channel, index, key);
+        case 0x80:
+            return noteOff(channel, index, key);
         case 0x90:
             return data2 == 0 ? noteOff(channel, index, key)
                               : noteOn(channel, index, key, static_cast<int>(data2));
@@ -39,11 +40,16 @@ void SynthEngine::handle(MidiMessage message) {
                     for (Voice* voice = note->voices; voice; voice = voice->next)
                         voice->setPressure(static_cast<float>(data2) * (1.0f / 127));
             return;
-        case 0xB0: return controlChange(channel, index, data1, data2);
-        case 0xC0: return programChange(channel, data1 & 127);
-        case 0xD0: return move(channel.pressure, static_cast<float>(data1 & 127) / 127, kSlowTime);
-        case 0xE0: return move(channel.bend, bendPosition(data1 & 127, data2), kFastTime);
-        default: return;
+        case 0xB0:
+            return controlChange(channel, index, data1, data2);
+        case 0xC0:
+            return programChange(channel, data1 & 127);
+        case 0xD0:
+            return move(channel.pressure, static_cast<float>(data1 & 127) / 127, kSlowTime);
+        case 0xE0:
+            return move(channel.bend, bendPosition(data1 & 127, data2), kFastTime);
+        default:
+            return;
     }
 }
 
@@ -89,20 +95,48 @@ void SynthEngine::controlChange(Channel& channel, std::uint32_t index, unsigned 
     const float share = static_cast<float>(value) / 127;
     const bool on = value >= 64;
     switch (number) {
-        case 0: midi.patch = (midi.patch & ~(127u << 14)) | value << 14; return;
-        case 32: midi.patch = (midi.patch & ~(127u << 7)) | value << 7; return;
-        case 1: midi.modulation.coarse = byte; return move(channel.modulation, midi.modulation.share(), kSlowTime);
-        case 33: midi.modulation.fine = byte; return move(channel.modulation, midi.modulation.share(), kSlowTime);
-        case 5: midi.portamentoTime.coarse = byte; break;
-        case 37: midi.portamentoTime.fine = byte; break;
-        case 6: midi.dataEntry.coarse = byte; return channel.applyRpn();
-        case 38: midi.dataEntry.fine = byte; return channel.applyRpn();
-        case 7: midi.volume.coarse = byte; return move(channel.gain, channel.gainTarget(), kGainTime);
-        case 39: midi.volume.fine = byte; return move(channel.gain, channel.gainTarget(), kGainTime);
-        case 11: midi.expression.coarse = byte; return move(channel.gain, channel.gainTarget(), kGainTime);
-        case 43: midi.expression.fine = byte; return move(channel.gain, channel.gainTarget(), kGainTime);
-        case 10: midi.pan.coarse = byte; return move(channel.pan, channel.panTarget(), kFastTime);
-        case 42: midi.pan.fine = byte; return move(channel.pan, channel.panTarget(), kFastTime);
+        case 0:
+            midi.patch = (midi.patch & ~(127u << 14)) | value << 14;
+            return;
+        case 32:
+            midi.patch = (midi.patch & ~(127u << 7)) | value << 7;
+            return;
+        case 1:
+            midi.modulation.coarse = byte;
+            return move(channel.modulation, midi.modulation.share(), kSlowTime);
+        case 33:
+            midi.modulation.fine = byte;
+            return move(channel.modulation, midi.modulation.share(), kSlowTime);
+        case 5:
+            midi.portamentoTime.coarse = byte;
+            break;
+        case 37:
+            midi.portamentoTime.fine = byte;
+            break;
+        case 6:
+            midi.dataEntry.coarse = byte;
+            return channel.applyRpn();
+        case 38:
+            midi.dataEntry.fine = byte;
+            return channel.applyRpn();
+        case 7:
+            midi.volume.coarse = byte;
+            return move(channel.gain, channel.gainTarget(), kGainTime);
+        case 39:
+            midi.volume.fine = byte;
+            return move(channel.gain, channel.gainTarget(), kGainTime);
+        case 11:
+            midi.expression.coarse = byte;
+            return move(channel.gain, channel.gainTarget(), kGainTime);
+        case 43:
+            midi.expression.fine = byte;
+            return move(channel.gain, channel.gainTarget(), kGainTime);
+        case 10:
+            midi.pan.coarse = byte;
+            return move(channel.pan, channel.panTarget(), kFastTime);
+        case 42:
+            midi.pan.fine = byte;
+            return move(channel.pan, channel.panTarget(), kFastTime);
         case 64:
             channel.sustain = on;
             if (!on) {
@@ -115,7 +149,9 @@ void SynthEngine::controlChange(Channel& channel, std::uint32_t index, unsigned 
                 }
             }
             return;
-        case 65: channel.portamento = on; return;
+        case 65:
+            channel.portamento = on;
+            return;
         case 66:
             if (on == channel.sostenuto)
                 return;
@@ -138,14 +174,24 @@ void SynthEngine::controlChange(Channel& channel, std::uint32_t index, unsigned 
                     for (Voice* voice = note->voices; voice; voice = voice->next)
                         voice->setSoft();
             return;
-        case 91: return move(channel.reverb, share, kSlowTime);
-        case 93: return move(channel.chorus, share, kSlowTime);
-        case 96: return channel.stepData(1);
-        case 97: return channel.stepData(-1);
-        case 100: midi.rpn.fine = byte; return;
-        case 101: midi.rpn.coarse = byte; return;
-        case 120: return freeChannelNotes(channel);
-        case 121: return resetControllers(channel, index);
+        case 91:
+            return move(channel.reverb, share, kSlowTime);
+        case 93:
+            return move(channel.chorus, share, kSlowTime);
+        case 96:
+            return channel.stepData(1);
+        case 97:
+            return channel.stepData(-1);
+        case 100:
+            midi.rpn.fine = byte;
+            return;
+        case 101:
+            midi.rpn.coarse = byte;
+            return;
+        case 120:
+            return freeChannelNotes(channel);
+        case 121:
+            return resetControllers(channel, index);
         case 123:
             for (Note *note = channel.firstNote, *next; note; note = next) {
                 next = note->channelNext;
@@ -160,7 +206,8 @@ void SynthEngine::controlChange(Channel& channel, std::uint32_t index, unsigned 
         case kDrumFlag:
             midi.patch = on ? midi.patch | PatchNumber::kDrumBit : midi.patch & ~PatchNumber::kDrumBit;
             return;
-        default: return;
+        default:
+            return;
     }
     channel.portamentoSeconds = portamentoSeconds(midi.portamentoTime);
 }

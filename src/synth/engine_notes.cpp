@@ -239,8 +239,8 @@ void SynthEngine::shedLoad(double load) {
             break;
 }
 
-// Makes room for one more note: as long as too many sound, the quietest goes, released ones first. A note that
-// has not been heard yet has no level and stays.
+// Makes room for one more note: as long as too many sound, the quietest goes, released ones first. A note
+// that has not been heard yet has no level and stays.
 void SynthEngine::keepPolyphony() {
     std::uint32_t sounding = 0;
     for (const Note* note = firstNote_; note; note = note->next)

@@ -11,15 +11,18 @@ namespace {
 
 namespace row = parameter::envelope;
 
-constexpr float kFloor = 1e-5f;              // -100 dB
+constexpr float kFloor = 1e-5f;               // -100 dB
 constexpr float kFloorLog2 = -16.609640474f;  // its logarithm
 constexpr float kLog2ToHundredDb = 1.0f / -kFloorLog2;
 
-float logOf(float level) { return std::log2(std::max(level, kFloor)); }
+float logOf(float level) {
+    return std::log2(std::max(level, kFloor));
+}
 
 }  // namespace
 
-void Envelope::begin(const ArticulationValues& values, std::uint16_t start, Scale scale, int key, int velocity) {
+void Envelope::begin(const ArticulationValues& values, std::uint16_t start, Scale scale, int key,
+                     int velocity) {
     values_ = &values;
     start_ = start;
     scale_ = scale;
@@ -60,13 +63,18 @@ void Envelope::enter(Stage stage) {
         return seconds;
     };
     const auto releaseFactor = [&] {
-        return std::pow(row(row::VelocityToRelease), velocityOffset_) * std::pow(row(row::KeyToRelease), octaves_);
+        return std::pow(row(row::VelocityToRelease), velocityOffset_) *
+               std::pow(row(row::KeyToRelease), octaves_);
     };
     switch (stage) {
-        case Stage::Attack1: return segment(row(row::Attack1Level), attackTime(row::Attack1Time));
-        case Stage::Attack2: return segment(row(row::Attack2Level), attackTime(row::Attack2Time));
-        case Stage::Decay1: return segment(row(row::Decay1Level), attackTime(row::Decay1Time));
-        case Stage::Decay2: return segment(row(row::SustainLevel), attackTime(row::Decay2Time));
+        case Stage::Attack1:
+            return segment(row(row::Attack1Level), attackTime(row::Attack1Time));
+        case Stage::Attack2:
+            return segment(row(row::Attack2Level), attackTime(row::Attack2Time));
+        case Stage::Decay1:
+            return segment(row(row::Decay1Level), attackTime(row::Decay1Time));
+        case Stage::Decay2:
+            return segment(row(row::SustainLevel), attackTime(row::Decay2Time));
         case Stage::Sustain:
             if (mode_ & kOneShot)
                 return enter(Stage::Release1);
@@ -81,9 +89,13 @@ void Envelope::enter(Stage stage) {
                 down ? (logOf(level_) - logOf(target)) * kLog2ToHundredDb : std::fabs(level_ - target);
             return segment(target, row(row::Release1Rate) * distance * releaseFactor());
         }
-        case Stage::Release2: return segment(row(row::Release2Level), row(row::Release2Time) * releaseFactor());
-        case Stage::Release3: return segment(row(row::Release3Level), row(row::Release3Time) * releaseFactor());
-        case Stage::Done: remaining_ = -1; return;
+        case Stage::Release2:
+            return segment(row(row::Release2Level), row(row::Release2Time) * releaseFactor());
+        case Stage::Release3:
+            return segment(row(row::Release3Level), row(row::Release3Time) * releaseFactor());
+        case Stage::Done:
+            remaining_ = -1;
+            return;
     }
 }
 

@@ -9,11 +9,22 @@ namespace velor {
 
 // From its initial level an envelope goes through two attack and two decay segments to its sustain level, and
 // after note-off through three release levels. The volume envelope moves up in straight lines and down in
-// straight lines on the decibel scale, on which 0 counts as -100 dB; the others move in straight lines always.
+// straight lines on the decibel scale, on which 0 counts as -100 dB; the others move in straight lines
+// always.
 class Envelope {
   public:
     enum class Scale : std::uint8_t { Linear, Decibel };
-    enum class Stage : std::uint8_t { Attack1, Attack2, Decay1, Decay2, Sustain, Release1, Release2, Release3, Done };
+    enum class Stage : std::uint8_t {
+        Attack1,
+        Attack2,
+        Decay1,
+        Decay2,
+        Sustain,
+        Release1,
+        Release2,
+        Release3,
+        Done
+    };
 
     // `values` must outlive the envelope; `start` is the first row of one of the four blocks. Velocity 1-127.
     void begin(const ArticulationValues& values, std::uint16_t start, Scale scale, int key, int velocity);

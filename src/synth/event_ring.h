@@ -9,8 +9,8 @@
 
 namespace velor {
 
-// A ring of 1024 entries without locks: many writers, one reader. An entry is one word: the message in the low
-// half, its time in blocks in the high half; 0 means empty, which no message is.
+// A ring of 1024 entries without locks: many writers, one reader. An entry is one word: the message in the
+// low half, its time in blocks in the high half; 0 means empty, which no message is.
 class EventRing {
   public:
     static constexpr std::uint32_t kEntries = 1024;
@@ -28,7 +28,8 @@ class EventRing {
         std::uint32_t next;
         do {
             next = (at + 1) % kEntries;
-            // One entry stays free, so that a writer that has its place but has not stored yet is never overtaken.
+            // One entry stays free, so that a writer that has its place but has not stored yet is never
+            // overtaken.
             if (next == read_.load(std::memory_order_acquire))
                 return false;
         } while (!write_.compare_exchange_weak(at, next, std::memory_order_acq_rel));
@@ -38,7 +39,8 @@ class EventRing {
 
     // Render thread. The entry at the read index; false while it is empty.
     bool peek(Entry& entry) const noexcept {
-        const std::uint64_t word = entries_[read_.load(std::memory_order_relaxed)].load(std::memory_order_acquire);
+        const std::uint64_t word =
+            entries_[read_.load(std::memory_order_relaxed)].load(std::memory_order_acquire);
         entry = {static_cast<std::uint32_t>(word >> 32), MidiMessage(static_cast<std::uint32_t>(word))};
         return word != 0;
     }

@@ -8,7 +8,7 @@ namespace velor {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
-constexpr int kTapsPerOctave = 16;  // taps at ratio 1; they grow with the ratio
+constexpr int kTapsPerOctave = 16;   // taps at ratio 1; they grow with the ratio
 constexpr double kKaiserBeta = 6.0;  // side lobes about 63 dB down
 
 // Modified Bessel function of order 0, by its power series.
@@ -30,7 +30,8 @@ class KaiserWindow {
     KaiserWindow() {
         for (int i = 0; i <= kSteps; ++i) {
             const double x = static_cast<double>(i) / kSteps;
-            grid_[static_cast<std::size_t>(i)] = bessel(kKaiserBeta * std::sqrt(1 - x * x)) / bessel(kKaiserBeta);
+            grid_[static_cast<std::size_t>(i)] =
+                bessel(kKaiserBeta * std::sqrt(1 - x * x)) / bessel(kKaiserBeta);
         }
     }
     // At a distance of 0..1 from the middle.
@@ -73,8 +74,9 @@ InterpolationFilters::InterpolationFilters() {
         filter.taps = taps[static_cast<std::size_t>(level)];
         filter.maximumRatio = static_cast<float>(std::exp2(level / 4.0));
         filter.rows = to;
-        // The middle of the transition band, in source frames: for samples played at their own speed or slower a
-        // little below half their rate; above, low enough that the stop band begins at half the output rate.
+        // The middle of the transition band, in source frames: for samples played at their own speed or
+        // slower a little below half their rate; above, low enough that the stop band begins at half the
+        // output rate.
         const double cutoff = level == 0 ? 0.46 : 0.5 * 0.82 / filter.maximumRatio;
         const int half = filter.taps / 2;
         for (int phase = 0; phase <= InterpolationFilter::kPhases; ++phase) {

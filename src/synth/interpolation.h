@@ -9,8 +9,9 @@
 
 namespace velor {
 
-// Filters for rising transposition: without one, and for each quarter octave up to three octaves. A sample that
-// is transposed up loses what would lie above half the output rate; above three octaves some of it folds back.
+// Filters for rising transposition: without one, and for each quarter octave up to three octaves. A sample
+// that is transposed up loses what would lie above half the output rate; above three octaves some of it folds
+// back.
 class InterpolationFilters {
   public:
     static constexpr int kMaximumTaps = 128;

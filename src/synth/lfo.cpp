@@ -34,12 +34,18 @@ void Lfo::begin(const ArticulationValues& values, std::uint16_t start, std::uint
 float Lfo::wave() {
     const float p = phase_;
     switch (shape_) {
-        case LfoShape::Sine: return std::sin(kTwoPi * p);
-        case LfoShape::Triangle: return p < 0.25f ? 4 * p : p < 0.75f ? 2 - 4 * p : 4 * p - 4;
-        case LfoShape::Square: return p < 0.5f ? 1.0f : -1.0f;
-        case LfoShape::SawDown: return p < 0.5f ? -2 * p : 2 - 2 * p;
-        case LfoShape::SawUp: return p < 0.5f ? 2 * p : 2 * p - 2;
-        case LfoShape::Random: return held_;
+        case LfoShape::Sine:
+            return std::sin(kTwoPi * p);
+        case LfoShape::Triangle:
+            return p < 0.25f ? 4 * p : p < 0.75f ? 2 - 4 * p : 4 * p - 4;
+        case LfoShape::Square:
+            return p < 0.5f ? 1.0f : -1.0f;
+        case LfoShape::SawDown:
+            return p < 0.5f ? -2 * p : 2 - 2 * p;
+        case LfoShape::SawUp:
+            return p < 0.5f ? 2 * p : 2 * p - 2;
+        case LfoShape::Random:
+            return held_;
     }
     return 0;
 }

@@ -41,7 +41,8 @@ std::uint32_t usedParts(const ArticulationValues& v) {
 
 }  // namespace
 
-std::shared_ptr<const SynthInstrument> SynthInstrument::build(Instrument& instrument, SynthSampleCache& samples) {
+std::shared_ptr<const SynthInstrument> SynthInstrument::build(Instrument& instrument,
+                                                              SynthSampleCache& samples) {
     auto built = std::make_shared<SynthInstrument>();
     built->patch = instrument.patch;
     Collection& collection = instrument.owner();
@@ -64,11 +65,12 @@ std::shared_ptr<const SynthInstrument> SynthInstrument::build(Instrument& instru
             made.keys = region->keys;
             made.velocities = region->velocities;
             made.trigger = static_cast<std::uint8_t>(regionSetting(&instrument, layer, *region, p::Trigger));
-            made.pedal = static_cast<RegionPedal>(regionSetting(&instrument, layer, *region, p::PedalCondition));
+            made.pedal =
+                static_cast<RegionPedal>(regionSetting(&instrument, layer, *region, p::PedalCondition));
             made.exclusiveClass =
                 static_cast<std::uint8_t>(regionSetting(&instrument, layer, *region, p::ExclusiveClass));
             const float cents = region->overrides.has(RegionOverrides::Tuning) ? region->overrides.tuning
-                                                                                : waveform->tuningCents();
+                                                                               : waveform->tuningCents();
             made.rootKey = region->rootKey();
             made.tuning = cents / 100;
             made.gain = waveform->gain;

@@ -10,8 +10,8 @@ namespace velor {
 
 inline constexpr std::uint32_t kBlockFrames = 64;
 
-// 2^x for -126 < x < 126, relative error below 3e-7: a polynomial on the fraction, the whole part goes into the
-// exponent bits.
+// 2^x for -126 < x < 126, relative error below 3e-7: a polynomial on the fraction, the whole part goes into
+// the exponent bits.
 inline float fastExp2(float x) {
     x = std::clamp(x, -126.0f, 126.0f);
     const auto whole = static_cast<std::int32_t>(x + (x < 0 ? -0.5f : 0.5f));
@@ -27,8 +27,12 @@ inline float fastExp2(float x) {
     return p * std::bit_cast<float>(exponent);
 }
 
-inline float semitonesToRatio(float semitones) { return fastExp2(semitones * (1.0f / 12.0f)); }
+inline float semitonesToRatio(float semitones) {
+    return fastExp2(semitones * (1.0f / 12.0f));
+}
 // dB to linear amplitude.
-inline float decibelsToGain(float decibels) { return fastExp2(decibels * 0.16609640474f); }
+inline float decibelsToGain(float decibels) {
+    return fastExp2(decibels * 0.16609640474f);
+}
 
 }  // namespace velor

@@ -13,7 +13,9 @@ namespace {
 
 constexpr std::uint32_t kChunk = 16384;  // frames decoded at a time
 
-std::uint64_t fixedPoint(double frames) { return static_cast<std::uint64_t>(frames * 4294967296.0); }
+std::uint64_t fixedPoint(double frames) {
+    return static_cast<std::uint64_t>(frames * 4294967296.0);
+}
 
 // Whether the frames are worth no more than 16 bits, so that 16-bit words hold them exactly.
 bool fitsWords(const Waveform& waveform) {
@@ -22,8 +24,10 @@ bool fitsWords(const Waveform& waveform) {
         case SampleFormat::Pcm16:
         case SampleFormat::MuLaw:
         case SampleFormat::ALaw:
-        case SampleFormat::Adpcm: return waveform.bits <= 16;
-        default: return false;
+        case SampleFormat::Adpcm:
+            return waveform.bits <= 16;
+        default:
+            return false;
     }
 }
 
@@ -41,8 +45,7 @@ class PlaneWriter {
             if (!sample_.words16.empty()) {
                 for (std::uint32_t i = 0; i < count; ++i) {
                     const float scaled = std::clamp(from[i * channels] * 32768.0f, -32768.0f, 32767.0f);
-                    sample_.words16[to + i] =
-                        static_cast<std::int16_t>(scaled + (scaled < 0 ? -0.5f : 0.5f));
+                    sample_.words16[to + i] = static_cast<std::int16_t>(scaled + (scaled < 0 ? -0.5f : 0.5f));
                 }
             } else {
                 for (std::uint32_t i = 0; i < count; ++i) {
@@ -74,7 +77,8 @@ bool decodeInto(Waveform& waveform, SynthSample& sample, std::uint32_t frames) {
     if (!waveform.loadSamples())
         return false;
     const std::span<const float> all = std::as_const(waveform).samples();
-    planes.put(0, all.data(), static_cast<std::uint32_t>(std::min<std::size_t>(frames, all.size() / waveform.channels)));
+    planes.put(0, all.data(),
+               static_cast<std::uint32_t>(std::min<std::size_t>(frames, all.size() / waveform.channels)));
     // What can be decoded again need not stay.
     if (!wasLoaded && waveform.source())
         waveform.releaseSamples();
@@ -82,7 +86,8 @@ bool decodeInto(Waveform& waveform, SynthSample& sample, std::uint32_t frames) {
 }
 
 template <class Word>
-void fillAfter(std::vector<Word>& words, std::size_t begin, std::uint32_t from, std::size_t count, double length) {
+void fillAfter(std::vector<Word>& words, std::size_t begin, std::uint32_t from, std::size_t count,
+               double length) {
     // Behind the loop end comes the loop again; a length with a fraction falls between two frames.
     for (std::size_t i = 0; i < count; ++i) {
         const double x = static_cast<double>(from) + static_cast<double>(i) - length;
@@ -92,7 +97,8 @@ void fillAfter(std::vector<Word>& words, std::size_t begin, std::uint32_t from, 
         const double a = index < 0 ? 0 : words[begin + static_cast<std::size_t>(index)];
         const double b = index + 1 < 0 ? 0 : words[begin + static_cast<std::size_t>(index + 1)];
         const double value = f == 0 ? a : a + f * (b - a);
-        words[begin + from + i] = static_cast<Word>(std::is_integral_v<Word> ? std::floor(value + 0.5) : value);
+        words[begin + from + i] =
+            static_cast<Word>(std::is_integral_v<Word> ? std::floor(value + 0.5) : value);
     }
 }
 
@@ -104,7 +110,8 @@ void appendReversed(std::vector<Word>& words, std::size_t begin, std::uint32_t s
 
 }  // namespace
 
-std::shared_ptr<const SynthSample> SynthSampleCache::sample(Waveform& waveform, const RegionOverrides& overrides) {
+std::shared_ptr<const SynthSample> SynthSampleCache::sample(Waveform& waveform,
+                                                            const RegionOverrides& overrides) {
     LastErrorText.clear();
     Loop loop;
     loop.on = overrides.has(RegionOverrides::Looped) ? overrides.looped : waveform.looped;
@@ -174,7 +181,8 @@ std::shared_ptr<const SynthSample> SynthSampleCache::build(Waveform& waveform, c
         const auto from = static_cast<std::uint32_t>(std::ceil(end));
         const std::size_t after = sample->frames - from + 2 * SynthSample::kMargin;
         for (int channel = 0; channel < sample->channels; ++channel) {
-            const std::size_t begin = static_cast<std::size_t>(channel) * sample->plane + SynthSample::kMargin;
+            const std::size_t begin =
+                static_cast<std::size_t>(channel) * sample->plane + SynthSample::kMargin;
             const auto lay = [&](auto& words) {
                 if (turned)
                     appendReversed(words, begin, loopStart, loopEnd);

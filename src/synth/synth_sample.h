@@ -30,8 +30,12 @@ struct SynthSample {
     // The same waveform without loop, for the time after note-off; set for loops that end there.
     std::shared_ptr<const SynthSample> afterRelease;
 
-    const std::int16_t* words(int channel) const { return words16.empty() ? nullptr : words16.data() + start(channel); }
-    const float* floats(int channel) const { return words32.empty() ? nullptr : words32.data() + start(channel); }
+    const std::int16_t* words(int channel) const {
+        return words16.empty() ? nullptr : words16.data() + start(channel);
+    }
+    const float* floats(int channel) const {
+        return words32.empty() ? nullptr : words32.data() + start(channel);
+    }
 
     // One of both: 16-bit samples stay what they are, everything else is float.
     std::vector<std::int16_t> words16;
@@ -48,7 +52,8 @@ struct SynthSample {
 class SynthSampleCache {
   public:
     // The sample of a region's waveform with the region's loop; nullptr with LastErrorText when the waveform
-    // cannot be decoded or memory is exhausted. A waveform without frames gives nullptr without an error text.
+    // cannot be decoded or memory is exhausted. A waveform without frames gives nullptr without an error
+    // text.
     std::shared_ptr<const SynthSample> sample(Waveform& waveform, const RegionOverrides& overrides);
 
     std::size_t byteSize() const;

@@ -15,7 +15,7 @@ constexpr int kMiddleC = 60;
 constexpr float kHalfPi = 1.57079632679f;
 constexpr float kSilence = 1e-5f;  // -100 dB: below it a falling voice is over
 // The soft pedal takes a little level and, where there is a filter, brightness.
-constexpr float kSoftVolume = -3;   // dB
+constexpr float kSoftVolume = -3;  // dB
 constexpr float kSoftCutoff = -4;  // semitones
 // Six octaves up; faster reading than that is a damaged tuning.
 constexpr float kHighestRatio = 64;
@@ -47,12 +47,12 @@ void Voice::start(std::shared_ptr<const SynthInstrument> instrument, const Synth
     basePitch_ = (static_cast<float>(key) - region.rootKey) * value(p::KeyToPitch) + value(p::MasterTuning) +
                  region.tuning + random.pitch * value(p::RandomToPitch);
     baseRatio_ = sample_->sampleRate / outputRate;
-    baseVolume_ = value(p::MasterVolume) + region.gain - velocityAttenuation(value(p::VelocityToVolume), velocity) +
-                  value(p::KeyToVolume) * octaves;
+    baseVolume_ = value(p::MasterVolume) + region.gain -
+                  velocityAttenuation(value(p::VelocityToVolume), velocity) + value(p::KeyToVolume) * octaves;
     // The key's amount is spread over the whole keyboard: 128 moves the cutoff with the key, a semitone each.
-    baseCutoff_ = value(p::Cutoff) *
-                  semitonesToRatio(value(p::VelocityToCutoff) * bipolarVelocity_ +
-                                   value(p::KeyToCutoff) * static_cast<float>(key - kMiddleC) / 128);
+    baseCutoff_ =
+        value(p::Cutoff) * semitonesToRatio(value(p::VelocityToCutoff) * bipolarVelocity_ +
+                                            value(p::KeyToCutoff) * static_cast<float>(key - kMiddleC) / 128);
     basePan_ = value(p::PanPosition) + value(p::KeyToPan) * octaves + random.pan * value(p::RandomToPan);
     pitch_ = volume_ = -1e9f;
     pan_ = -10;
@@ -99,9 +99,15 @@ void Voice::setUpEq() {
         const float q = value(first + p::eq::Q);
         Biquad section;
         switch (static_cast<EqMode>(static_cast<int>(value(first)))) {
-            case EqMode::Peak: section = Biquad::peak(frequency, q, gain); break;
-            case EqMode::LowShelf: section = Biquad::lowShelf(frequency, q, gain); break;
-            case EqMode::HighShelf: section = Biquad::highShelf(frequency, q, gain); break;
+            case EqMode::Peak:
+                section = Biquad::peak(frequency, q, gain);
+                break;
+            case EqMode::LowShelf:
+                section = Biquad::lowShelf(frequency, q, gain);
+                break;
+            case EqMode::HighShelf:
+                section = Biquad::highShelf(frequency, q, gain);
+                break;
         }
         section.block(eq_[eqBands_]);
         for (auto& state : eqState_)
@@ -176,7 +182,8 @@ void Voice::updateFilter(const ChannelSound& channel, float pressure) {
 }
 
 Voice::Gains Voice::updateGains(const ChannelSound& channel, float pressure, float xLfo) {
-    float volume = baseVolume_ + value(p::WheelToVolume) * channel.modulation + value(p::PressureToVolume) * pressure;
+    float volume =
+        baseVolume_ + value(p::WheelToVolume) * channel.modulation + value(p::PressureToVolume) * pressure;
     if (region_->use & kUseVLfo)
         volume += volumeLfo_.advance(blockSeconds_) * depth(p::VLfoToVolume, channel, pressure);
     if (soft_)
@@ -227,9 +234,9 @@ void Voice::read(int channel, const VoiceKernels& kernels, float* out) {
     std::uint64_t position = position_;
     std::uint32_t done = 0;
     while (done < kBlockFrames) {
-        const std::uint64_t end =
-            sample_->looped ? sample_->loopEnd + (std::uint64_t{SynthSample::kWrapDelay} << 32)
-                            : (std::uint64_t{sample_->frames} + SynthSample::kWrapDelay) << 32;
+        const std::uint64_t end = sample_->looped
+                                      ? sample_->loopEnd + (std::uint64_t{SynthSample::kWrapDelay} << 32)
+                                      : (std::uint64_t{sample_->frames} + SynthSample::kWrapDelay) << 32;
         if (position >= end) {
             if (!sample_->looped) {
                 std::fill(out + done, out + kBlockFrames, 0.0f);

@@ -40,8 +40,8 @@ class Voice {
     Voice* next = nullptr;  // of the same note, or in the free list
 
     // Control side of a block, on the render thread.
-    void start(std::shared_ptr<const SynthInstrument> instrument, const SynthRegion& region, std::uint32_t channel,
-               int key, int velocity, const VoiceRandom& random, float outputRate);
+    void start(std::shared_ptr<const SynthInstrument> instrument, const SynthRegion& region,
+               std::uint32_t channel, int key, int velocity, const VoiceRandom& random, float outputRate);
     void release();
     // Ends within the region's shutdown time, counted from full volume.
     void fastRelease() { fastRelease_ = true; }
@@ -75,7 +75,8 @@ class Voice {
     };
 
     float value(std::uint16_t number) const { return region_->values[number]; }
-    // Depth of an oscillator: its own, by modulation wheel, by pressure, by velocity (four rows from `first`).
+    // Depth of an oscillator: its own, by modulation wheel, by pressure, by velocity (four rows from
+    // `first`).
     float depth(std::uint16_t first, const ChannelSound& channel, float pressure) const;
     void updatePitch(const ChannelSound& channel, float pressure, float xLfo);
     void updateFilter(const ChannelSound& channel, float pressure);

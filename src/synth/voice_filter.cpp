@@ -25,8 +25,11 @@ void VoiceFilter::set(float cutoff, float resonance, float sampleRate) {
     sections_ = 1;
     dry_ = 0;
     switch (type_) {
-        case FilterType::Off: return;
-        case FilterType::LowPass6: first = Biquad::lowPass6(f); break;
+        case FilterType::Off:
+            return;
+        case FilterType::LowPass6:
+            first = Biquad::lowPass6(f);
+            break;
         case FilterType::LowPass12:
             first = Biquad::lowPass(f, q);
             first.scale(passBand);
@@ -38,7 +41,9 @@ void VoiceFilter::set(float cutoff, float resonance, float sampleRate) {
             first.scale(passBand);
             sections_ = 2;
             break;
-        case FilterType::HighPass6: first = Biquad::highPass6(f); break;
+        case FilterType::HighPass6:
+            first = Biquad::highPass6(f);
+            break;
         case FilterType::HighPass12:
             first = Biquad::highPass(f, q);
             first.scale(passBand);
@@ -49,18 +54,24 @@ void VoiceFilter::set(float cutoff, float resonance, float sampleRate) {
             first.scale(passBand);
             sections_ = 2;
             break;
-        case FilterType::BandPass6: first = Biquad::bandPass(f, q); break;
+        case FilterType::BandPass6:
+            first = Biquad::bandPass(f, q);
+            break;
         case FilterType::BandPass12:
             first = second = Biquad::bandPass(f, q);
             sections_ = 2;
             break;
-        case FilterType::Notch: first = Biquad::notch(f, q); break;
+        case FilterType::Notch:
+            first = Biquad::notch(f, q);
+            break;
         case FilterType::DoubleNotch:
             first = Biquad::notch(std::max(f * 0.70710678f, 1e-4f), q);
             second = Biquad::notch(std::min(f * 1.41421356f, 0.49f), q);
             sections_ = 2;
             break;
-        case FilterType::Peak: first = Biquad::peak(f, 1.0f, resonance); break;
+        case FilterType::Peak:
+            first = Biquad::peak(f, 1.0f, resonance);
+            break;
         case FilterType::Phaser:
             first = second = Biquad::allPass(f, q);
             sections_ = 2;

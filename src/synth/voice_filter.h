@@ -16,8 +16,8 @@ class VoiceFilter {
         state_[0][0] = state_[0][1] = state_[1][0] = state_[1][1] = 0;
     }
     bool active() const { return type_ != FilterType::Off; }
-    // Cutoff in Hz, limited to 45 % of the sample rate; resonance is the height of the peak in dB over the pass
-    // band, which itself goes down by half of it, as SoundFont 2 asks. Cheap while nothing has changed.
+    // Cutoff in Hz, limited to 45 % of the sample rate; resonance is the height of the peak in dB over the
+    // pass band, which itself goes down by half of it, as SoundFont 2 asks. Cheap while nothing has changed.
     void set(float cutoff, float resonance, float sampleRate);
     // Filters kBlockFrames frames in place.
     void process(const VoiceKernels& kernels, float* frames);

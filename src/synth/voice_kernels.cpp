@@ -3,7 +3,9 @@
 
 namespace velor {
 
-const VoiceKernels& portableVoiceKernels() { return kKernels; }
+const VoiceKernels& portableVoiceKernels() {
+    return kKernels;
+}
 
 #if defined(VELOR_AVX2_KERNELS)
 const VoiceKernels& avx2VoiceKernels();
@@ -13,7 +15,9 @@ const VoiceKernels& voiceKernels() {
     return fast ? avx2VoiceKernels() : kKernels;
 }
 #else
-const VoiceKernels& voiceKernels() { return kKernels; }
+const VoiceKernels& voiceKernels() {
+    return kKernels;
+}
 #endif
 
 }  // namespace velor

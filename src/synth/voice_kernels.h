@@ -1,24 +1,26 @@
-// The inner loops of the voices. Every function works on one block of kBlockFrames frames or a part of it; none
-// allocates. There is a portable set, and one for processors with AVX2 and FMA; results differ in rounding only.
+// The inner loops of the voices. Every function works on one block of kBlockFrames frames or a part of it;
+// none allocates. There is a portable set, and one for processors with AVX2 and FMA; results differ in
+// rounding only.
 #pragma once
 
 #include <cstdint>
 
 namespace velor {
 
-// One windowed-sinc low-pass, cut into 512 phases. A row holds the taps for one phase; the tap before the middle
-// ones belongs to the frame at the read position.
+// One windowed-sinc low-pass, cut into 512 phases. A row holds the taps for one phase; the tap before the
+// middle ones belongs to the frame at the read position.
 struct InterpolationFilter {
     static constexpr int kPhaseBits = 9;
     static constexpr int kPhases = 1 << kPhaseBits;
 
-    int taps = 0;            // a multiple of 8
-    float maximumRatio = 0;  // source frames per output frame up to which nothing folds back
+    int taps = 0;                 // a multiple of 8
+    float maximumRatio = 0;       // source frames per output frame up to which nothing folds back
     const float* rows = nullptr;  // kPhases + 1 rows of `taps`, 32-byte aligned
 };
 
 // A second-order section as a map of four inputs and two state values to four outputs and the next state, so
-// that four frames are worked out at a time. The layout is six columns of eight: outputs 0-3, states, padding.
+// that four frames are worked out at a time. The layout is six columns of eight: outputs 0-3, states,
+// padding.
 struct alignas(32) BiquadBlock {
     float columns[6][8];
 };

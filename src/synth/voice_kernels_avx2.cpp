@@ -8,7 +8,9 @@
 namespace velor {
 
 const VoiceKernels& avx2VoiceKernels();
-const VoiceKernels& avx2VoiceKernels() { return kKernels; }
+const VoiceKernels& avx2VoiceKernels() {
+    return kKernels;
+}
 
 }  // namespace velor
 

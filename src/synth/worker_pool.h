@@ -10,8 +10,8 @@
 
 namespace velor {
 
-// Worker 0 is the thread that calls run(); the others wait, first busily and then asleep, because a block takes
-// only some ten microseconds.
+// Worker 0 is the thread that calls run(); the others wait, first busily and then asleep, because a block
+// takes only some ten microseconds.
 class WorkerPool {
   public:
     using Job = void (*)(void* context, std::uint32_t job);
@@ -23,7 +23,8 @@ class WorkerPool {
     WorkerPool& operator=(const WorkerPool&) = delete;
 
     std::uint32_t workers() const { return static_cast<std::uint32_t>(threads_.size()) + 1; }
-    // Runs jobs 0 to count - 1 (at most 65535), each once, and returns when all are done. Allocates nothing and takes no lock.
+    // Runs jobs 0 to count - 1 (at most 65535), each once, and returns when all are done. Allocates nothing
+    // and takes no lock.
     void run(Job job, void* context, std::uint32_t count) noexcept;
 
   private:
@@ -37,8 +38,8 @@ class WorkerPool {
     std::vector<std::unique_ptr<Worker>> threads_;
     Job job_ = nullptr;
     void* context_ = nullptr;
-    // Epoch (32 bits), number of jobs (16) and next job (16) in one word: a worker that wakes late can neither take
-    // a job of a later block nor take its count for that of its own.
+    // Epoch (32 bits), number of jobs (16) and next job (16) in one word: a worker that wakes late can
+    // neither take a job of a later block nor take its count for that of its own.
     std::atomic<std::uint64_t> next_{0};
     std::atomic<std::uint32_t> done_{0};
     std::atomic<std::uint32_t> epoch_{0};

@@ -107,15 +107,15 @@ int runWorker(const ConvertRequest& request, const ConvertTask& task, Terminal& 
     return result.interrupted ? kExitInterrupted : result.ok ? kExitDone : kExitFailed;
 }
 
-}  // namespace
-
-int runConvert(const Arguments& arguments) {
+// Both verbs: what differs are the options that the request was read from.
+int convertInputs(const Arguments& arguments, std::string_view verb, bool songsOnly) {
     const std::vector<std::string>& inputs = arguments.positionals;
     if (inputs.empty())
-        return usageError("convert", "no input is given");
+        return usageError(verb, "no input is given");
     ConvertRequest request;
+    request.songsOnly = songsOnly;
     if (const std::string problem = readConvertRequest(arguments, request); !problem.empty())
-        return usageError("convert", problem);
+        return usageError(verb, problem);
     installInterruptHandler();
     Terminal terminal(arguments);
     ConvertTask workerTask;
@@ -125,16 +125,16 @@ int runConvert(const Arguments& arguments) {
     const bool json = arguments.has("json");
     const bool toStandardOutput = request.output == "-";
     if (!request.output.empty() && (inputs.size() > 1 || request.recursive))
-        return usageError("convert", "-o takes one input; for several say --to EXT and -d DIR");
+        return usageError(verb, "-o takes one input; for several say --to EXT and -d DIR");
     if (toStandardOutput && json)
-        return usageError("convert", "-o - and --json would mix on standard output");
+        return usageError(verb, "-o - and --json would mix on standard output");
     if (toStandardOutput && !request.dryRun && isTerminal(StandardStream::Output))
-        return usageError("convert", "standard output is a terminal: sound is not written to it");
+        return usageError(verb, "standard output is a terminal: sound is not written to it");
     if (std::find(inputs.begin(), inputs.end(), "-") != inputs.end()) {
         if (request.read.from.empty() && !request.read.source.active)
-            return usageError("convert", "reading standard input needs --from EXT or --source LAYOUT");
+            return usageError(verb, "reading standard input needs --from EXT or --source LAYOUT");
         if (isTerminal(StandardStream::Input))
-            return usageError("convert", "standard input is a terminal: sound is not read from it");
+            return usageError(verb, "standard input is a terminal: sound is not read from it");
     }
     if (toStandardOutput && !request.dryRun)
         useBinaryStream(StandardStream::Output);
@@ -154,6 +154,16 @@ int runConvert(const Arguments& arguments) {
         }
     }
     return receipt.finish(tasks.size());
+}
+
+}  // namespace
+
+int runConvert(const Arguments& arguments) {
+    return convertInputs(arguments, "convert", false);
+}
+
+int runRender(const Arguments& arguments) {
+    return convertInputs(arguments, "render", true);
 }
 
 }  // namespace velor::cli

@@ -96,6 +96,8 @@ class FileConverter {
                            choice.items.size()));
         services_.ui = &ui_;
         services_.load = request_.read.load;
+        SongRendering songs(request_.read.render, request_.read.bank);
+        services_.songs = &songs;
         for (std::size_t i = 0; i < choice.items.size() && !ui_.aborted(); ++i) {
             const double count = static_cast<double>(choice.items.size());
             ui_.setSpan(0.5 + 0.5 * static_cast<double>(i) / count,

@@ -75,6 +75,21 @@ std::string readExtension(const Arguments& arguments, ConvertRequest& request) {
     return {};
 }
 
+// What the render verb may say beside the settings.
+void readRendering(const Arguments& arguments, ReadChoices& choices) {
+    RenderOptions& render = choices.render;
+    if (arguments.has("bank"))
+        choices.bank = absolutePath(pathFromUtf8(arguments.value("bank")));
+    render.polyphony = static_cast<std::uint32_t>(
+        std::clamp<long long>(arguments.whole("polyphony", render.polyphony), 1, 4096));
+    render.effects = render.effects && !arguments.has("no-effects");
+    render.normalisePeak = render.normalisePeak && !arguments.has("no-normalize");
+    render.removeSilence = render.removeSilence && !arguments.has("keep-silence");
+    render.tail = std::clamp(arguments.number("tail", 0), 0.0, 600.0);
+    render.workers =
+        static_cast<std::uint32_t>(std::clamp<long long>(arguments.whole("threads", render.workers), 1, 64));
+}
+
 }  // namespace
 
 std::string readConvertRequest(const Arguments& arguments, ConvertRequest& request) {
@@ -108,6 +123,9 @@ std::string readConvertRequest(const Arguments& arguments, ConvertRequest& reque
         return "--overwrite, --skip-existing and --rename exclude each other";
     request.recursive = arguments.has("recursive");
     request.dryRun = arguments.has("dry-run");
+    readRendering(arguments, request.read);
+    if (request.save.rate != 0)
+        request.read.render.sampleRate = request.save.rate;
     request.jobs = static_cast<unsigned>(std::min<long long>(arguments.whole("jobs", 0), 256));
     return {};
 }

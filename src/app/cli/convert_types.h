@@ -25,7 +25,8 @@ struct ConvertRequest {
     ExistingOutputs existing = ExistingOutputs::Keep;
     bool recursive = false;
     bool dryRun = false;
-    unsigned jobs = 0;  // worker processes; 0: in this process
+    bool songsOnly = false;  // songs are rendered, everything else is left alone
+    unsigned jobs = 0;       // worker processes; 0: in this process
 };
 
 // One input with the place its output goes to.

@@ -27,7 +27,7 @@ std::vector<Item*> itemsOf(const Collection& collection, ItemKind kind) {
 }
 
 // In order of preference: a lone waveform as itself; otherwise as much as the row takes in one file.
-std::vector<Candidate> candidatesOf(Collection& collection, bool single) {
+std::vector<Candidate> candidatesOf(Collection& collection, bool single, bool songsOnly) {
     const std::vector<Item*> instruments = itemsOf(collection, ItemKind::Instrument);
     const std::vector<Item*> songs = itemsOf(collection, ItemKind::MidiSong);
     const std::vector<Item*> waveforms = itemsOf(collection, ItemKind::Waveform);
@@ -37,16 +37,20 @@ std::vector<Candidate> candidatesOf(Collection& collection, bool single) {
         if (!items.empty())
             candidates.push_back({kind, items});
     };
+    if (songsOnly) {
+        add(ItemKind::Waveform, songs);
+        return candidates;
+    }
     if (loneWaveform)
         add(ItemKind::Waveform, waveforms);
     if (!single)
         add(ItemKind::Collection, {&collection});
     add(ItemKind::Instrument, instruments);
     add(ItemKind::MidiSong, songs);
+    // A song is rendered by the pipeline; sounds beside it are those of its instruments.
+    add(ItemKind::Waveform, songs);
     if (!loneWaveform)
         add(ItemKind::Waveform, waveforms);
-    if (waveforms.empty())
-        add(ItemKind::Waveform, songs);  // rendered by the pipeline
     return candidates;
 }
 
@@ -125,9 +129,11 @@ std::string encodingList(std::uint32_t flags) {
 bool chooseItems(Collection& collection, const ConvertRequest& request, std::string_view extension,
                  ItemChoice& choice) {
     const bool single = !request.item.empty();
-    std::vector<Candidate> candidates = candidatesOf(collection, single);
+    std::vector<Candidate> candidates = candidatesOf(collection, single, request.songsOnly);
     if (collection.empty())
         return fail("Empty item - nothing to save");
+    if (request.songsOnly && candidates.empty())
+        return fail("holds no MIDI song to render");
     bool rowFits = false;
     for (Candidate& candidate : candidates) {
         const int row =

@@ -76,6 +76,40 @@ constexpr OptionSpec kConvert[] = {
     {"worker-found", 0, nullptr, "", ValueKind::Text, "", false, true},
 };
 
+constexpr OptionSpec kRender[] = {
+    {"output", 'o', "FILE", "The file to write; - for standard output. Takes one song.", ValueKind::File},
+    {"to", 0, "EXT", "Write files of this extension, named after the songs.", ValueKind::WriteExtension},
+    {"dir", 'd', "DIR", "Write into this folder, which is made when it is missing.", ValueKind::Folder},
+    {"bank", 0, "FILE",
+     "The bank that instruments come from which the file itself does not hold, of any type that can be read. "
+     "Without it: the setting mid2wav.wszGMBank, else the first bank in the system's folders.",
+     ValueKind::File},
+    {"rate", 0, "HZ", "Render at this rate.", ValueKind::Whole},
+    {"polyphony", 0, "N", "Sound at most this many notes at once.", ValueKind::Whole},
+    {"no-effects", 0, nullptr, "Without reverb and chorus."},
+    {"no-normalize", 0, nullptr, "Leave the level as it is; otherwise the peak is brought to full scale."},
+    {"keep-silence", 0, nullptr, "Keep silence at the start and the end."},
+    {"tail", 0, "SECONDS", "Let notes and effects ring on this long after the song.", ValueKind::Number},
+    {"threads", 0, "N", "Render with N threads; the result is the same.", ValueKind::Whole},
+    {"encoding", 0, "NAME", "Store samples in this encoding, for example \"PCM 16-bit\" or pcm16.",
+     ValueKind::Encoding},
+    {"channels", 0, "N", "Store this many channels.", ValueKind::Words, "1|2"},
+    {"quality", 0, "N", "Quality or bit rate of types that compress.", ValueKind::Number},
+    {"type", 0, "DESCRIPTION", "Write this file type, where several share an extension.",
+     ValueKind::WriteType},
+    {"row", 0, "N", "Write this row of the format table (see \"velor formats\").", ValueKind::Text},
+    {"item", 0, "NAME|#N", "Render only this song: by its name, or the Nth.", ValueKind::Text},
+    {"name-template", 0, "TEMPLATE", "How files are named when an input gives several.", ValueKind::Text},
+    {"recursive", 'r', nullptr, "Render whole folders; sub-folders are kept below --dir."},
+    {"dry-run", 0, nullptr, "Say what would be written and write nothing."},
+    {"overwrite", 0, nullptr, "Replace outputs that exist."},
+    {"skip-existing", 0, nullptr, "Leave songs alone whose output exists."},
+    {"rename", 0, nullptr, "Write under a numbered name when the output exists."},
+    kFrom,
+    kLoad,
+    kJson,
+};
+
 constexpr OptionSpec kInfo[] = {
     {"tree", 't', nullptr, "Show layers and regions too."}, kFrom, kSource, kLoad, kJson};
 
@@ -118,6 +152,11 @@ constexpr const char* kConvertExamples[] = {
     "velor song.wav song.aif",
     "cat take.sw | velor convert - --from sw --to aif -o - > take.aif",
 };
+constexpr const char* kRenderExamples[] = {
+    "velor render song.mid -o song.wav",
+    "velor render *.mid --to aif -d out/ --bank piano.sf2 --rate 44100",
+    "velor song.mid song.wav",
+};
 constexpr const char* kInfoExamples[] = {"velor info kick.wav --json", "velor info --tree bank.sf2"};
 constexpr const char* kIdentifyExamples[] = {"velor identify --explain mystery.bin"};
 constexpr const char* kFormatsExamples[] = {"velor formats wav", "velor formats --writable --json"};
@@ -139,6 +178,12 @@ constexpr VerbSpec kVerbs[] = {
      "is "
      "the short form for one file.",
      kConvert, kInputs, kConvertExamples, runConvert},
+    {"render", "Play MIDI songs into waveforms.", "SONG... (-o FILE | --to EXT [-d DIR]) [options]",
+     "Plays each song through the built-in synthesizer, with the instruments of the file itself where it has "
+     "any, and of a General MIDI bank for the rest. The recording begins with the first note; \"velor "
+     "SONG.mid "
+     "SONG.wav\" is the short form.",
+     kRender, kInputs, kRenderExamples, runRender},
     {"info", "Show what is in files.", "FILE... [--tree] [--json]",
      "Reads each file and shows its type and its items: instruments, sounds with their loops, tuning and "
      "texts, "

@@ -120,6 +120,8 @@ std::string readChoices(const Arguments& arguments, ReadChoices& choices) {
     }
     choices.load = settings.loadOptions();
     choices.naming = settings.noteNaming();
+    choices.render = renderOptions(settings);
+    choices.bank = pathFromUtf8(settings.gmBank());
     choices.from = arguments.value("from");
     if (choices.from.starts_with('.'))
         choices.from.erase(0, 1);

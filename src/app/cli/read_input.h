@@ -7,6 +7,7 @@
 
 #include "app/cli/file_report.h"
 #include "app/cli/terminal_interface.h"
+#include "app/song_rendering.h"
 #include "formats/framework/load_options.h"
 #include "formats/framework/pipeline.h"
 #include "formats/framework/raw_codec.h"
@@ -19,7 +20,9 @@ struct ReadChoices {
     std::string from;        // extension
     RawSourceChoice source;  // active: read as raw samples
     LoadOptions load;
-    NoteNaming naming;  // how the settings have keys shown
+    NoteNaming naming;           // how the settings have keys shown
+    RenderOptions render;        // of songs to waveforms
+    std::filesystem::path bank;  // the General MIDI bank for that
     Answers answers;
 };
 
