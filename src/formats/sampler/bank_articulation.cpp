@@ -182,8 +182,7 @@ class Builder {
         buildModEnvelope(par::FEnvelope, used({par::FEnvToCutoff, par::VelocityToFEnvToCutoff}));
     }
 
-    std::uint32_t store(Articulation& to) const {
-        std::uint32_t limited = 0;
+    void store(Articulation& to, LimitedValues& limited) const {
         const ArticulationValues& defaults = defaultArticulation();
         for (std::uint16_t number = 0; number < kArticulationParameters; ++number) {
             const double value = values_[number];
@@ -192,15 +191,14 @@ class Builder {
             const ArticulationParameter& row = *articulationParameter(number);
             const double inRange =
                 std::clamp<double>(value, static_cast<double>(row.minimum), static_cast<double>(row.maximum));
-            // A time of 8000 timecents is 101.6 s and one of 100 s sounds no different.
-            limited += std::fabs(inRange - value) > 0.02 * std::fabs(value);
+            // A time of 8000 timecents is 101.6 s, and one of 100 s sounds no different.
+            limited[number] += std::fabs(inRange - value) > 0.02 * std::fabs(value);
             if (static_cast<float>(inRange) != defaults[number])
                 to.set(number, static_cast<float>(inRange));
         }
         const double exclusive = generators_[gen::ExclusiveClass];
         if (exclusive >= 1)
             to.set(par::ExclusiveClass, static_cast<float>(std::min(exclusive, 127.0)));
-        return limited;
     }
 
   private:
@@ -323,7 +321,8 @@ class Builder {
 
     void setLfo(std::uint16_t lfo, double cents, double delay) {
         values_[lfo + par::lfo::Shape] = static_cast<double>(LfoShape::Triangle);
-        values_[lfo + par::lfo::Frequency] = hertzFromCents(cents);
+        // Below a swing in 100 seconds the slowest one will do.
+        values_[lfo + par::lfo::Frequency] = std::max(hertzFromCents(cents), 0.01);
         values_[lfo + par::lfo::Delay] = secondsFromTimecents(delay);
     }
 
@@ -442,12 +441,27 @@ ModulationFit modulationFit(const BankModulation& modulation) {
     return straight ? ModulationFit::Same : ModulationFit::Straightened;
 }
 
-std::uint32_t setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,
-                                  Articulation& to) {
+void setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,
+                         Articulation& to, LimitedValues& limited) {
     Builder builder(voice);
     builder.modulate(modulations);
     builder.build();
-    return builder.store(to);
+    builder.store(to, limited);
+}
+
+std::string limitedValuesText(const LimitedValues& limited) {
+    std::uint32_t total = 0;
+    std::string names;
+    for (std::uint16_t number = 0; number < limited.size(); ++number) {
+        if (limited[number] == 0)
+            continue;
+        total += limited[number];
+        names += (names.empty() ? "" : ", ") + std::string(articulationParameter(number)->name);
+    }
+    if (total == 0)
+        return {};
+    return std::to_string(total) + (total == 1 ? " value is" : " values are") +
+           " out of range and limited: " + names;
 }
 
 }  // namespace velor

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string>
 
 #include "items/articulation.h"
 
@@ -119,10 +120,14 @@ struct BankVoice {
     int rootKey = 60;             // for a forced key
 };
 
-// Sets what differs from the default articulation. Returns how many values lay outside of their parameter's
-// range and were limited.
-std::uint32_t setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,
-                                  Articulation& to);
+// How often each parameter would have gone beyond its range.
+using LimitedValues = std::array<std::uint32_t, kArticulationParameters>;
+// "3 values are out of range and limited: P-LFO Frequency, …"; empty when there were none.
+std::string limitedValuesText(const LimitedValues& limited);
+
+// Sets what differs from the default articulation, limited to the parameters' ranges.
+void setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,
+                         Articulation& to, LimitedValues& limited);
 
 // 2^(timecents / 1200) seconds; 0 from -12000 (a millisecond, the shortest that either standard means) down.
 double secondsFromTimecents(double timecents);

@@ -47,11 +47,11 @@ bool RiffChunks::next(RiffChunk& chunk) {
         chunk.payload += 4;
     }
     if (size & 1) {
-        // Some old writers forgot the pad byte.
+        // Some writers forget the pad byte: then the next id begins right here.
         std::array<Byte, 5> after{};
         const bool whole = file_.readSome(next_, after) == after.size();
-        const bool padded = !whole || looksLikeId(loadLe<std::uint32_t>(after.data() + 1)) ||
-                            !looksLikeId(loadLe<std::uint32_t>(after.data()));
+        const bool padded = !whole || after[0] == 0 || !looksLikeId(loadLe<std::uint32_t>(after.data())) ||
+                            loadLe<std::uint32_t>(after.data() + 1) == fourCc("LIST");
         next_ += padded;
     }
     return true;

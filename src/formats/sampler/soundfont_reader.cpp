@@ -136,7 +136,7 @@ class BankReader {
         auto* region = collection_.create<Region>(sample.name);
         region->keys = keys;
         region->velocities = velocities;
-        limited_ += setBankArticulation(voice, modulations_, region->articulation);
+        setBankArticulation(voice, modulations_, region->articulation, limited_);
         uses_.push_back(useOf(region, part, sample, forcedRoot));
         return region;
     }
@@ -275,8 +275,8 @@ class BankReader {
             "%d modulators have no counterpart and are not played");
         say(zones_.straightenedModulators(), "1 modulator with a curve is played as a straight line",
             "%d modulators with a curve are played as straight lines");
-        say(limited_, "1 value is out of its parameter's range and was limited",
-            "%d values are out of their parameter's range and were limited");
+        if (const std::string text = limitedValuesText(limited_); !text.empty())
+            file_.warn(text);
     }
 
     Collection& collection_;
@@ -287,7 +287,8 @@ class BankReader {
     std::vector<Use> uses_;
     std::map<PartKey, Part> parts_;
     std::vector<BankModulation> modulations_;
-    std::size_t wrongTargets_ = 0, romRegions_ = 0, empty_ = 0, brokenLoops_ = 0, limited_ = 0;
+    std::size_t wrongTargets_ = 0, romRegions_ = 0, empty_ = 0, brokenLoops_ = 0;
+    LimitedValues limited_{};
     bool compressed_ = false;
 };
 
