@@ -58,6 +58,7 @@
 #include "formats/framework/probes/synth_voices.h"
 #include "formats/framework/probes/tracker.h"
 #include "formats/framework/raw_codec.h"
+#include "formats/sampler/soundfont_reader.h"
 
 namespace velor {
 
@@ -449,9 +450,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 376 */ {"seq", "PlayStation music", readNotBuilt, writeNotBuilt, probe::playStationSequence, 96, 0x80000, 0},
     /* 377 */ {"sdx", "SDX compact MIDI SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 378 */ {"sf", "IRCAM / MTU sound", readIrcam, writeIrcam, probe::ircam, 1, 0x3003F5, 0},
-    /* 379 */ {"sf2", "SoundFont v2 bank", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
+    /* 379 */ {"sf2", "SoundFont v2 bank", readSoundFont, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
     /* 380 */ {"sf2pack", "MIDI Converter Studio", readNotBuilt, nullptr, probe::soundFontPack, 128, 0, 0},
-    /* 381 */ {"sf3", "Compressed SoundFont", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
+    /* 381 */ {"sf3", "Compressed SoundFont", readSoundFont, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
     /* 382 */ {"sfark", "Melody Machine SF", readNotBuilt, nullptr, probe::soundFontArk, 128, 0, 0},
     /* 383 */ {"sfd", "SoundStage data", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 384 */ {"sfi", "SoundStage info", readNotBuilt, nullptr, probeNone, 1, 0, 0},

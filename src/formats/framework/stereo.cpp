@@ -5,6 +5,7 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/fix_ups.h"
+#include "formats/framework/stereo_pair_source.h"
 
 namespace velor {
 
@@ -116,10 +117,29 @@ bool formPair(const Waveform& left, const Waveform& right) {
            left.loopUntilRelease == right.loopUntilRelease;
 }
 
-// True when the two regions differ in nothing but the side they play and are panned to.
+// Loads both halves and interleaves them in the left one; the right one stays as it is.
+bool joinSamples(Waveform& left, Waveform& right) {
+    if (!left.loadSamples() || !right.loadSamples())
+        return false;
+    SampleBufferRef stereo(SampleBuffer::create(left.frames, 2, static_cast<float>(left.sampleRate)));
+    if (!stereo || right.samples().size() != left.samples().size())
+        return false;
+    for (std::size_t i = 0; i < left.frames; ++i) {
+        stereo->data()[2 * i] = left.samples()[i];
+        stereo->data()[2 * i + 1] = right.samples()[i];
+    }
+    left.installBuffer(std::move(stereo));
+    return true;
+}
+
+// True when the two regions differ in nothing but the side they play and are panned to. Anything between the
+// middle and the far sides is a place of its own, which a stereo waveform could not keep.
 bool mirror(const Region& left, const Region& right) {
     Articulation a = left.articulation;
     Articulation b = right.articulation;
+    const float leftPan = a.get(kPanPosition, 0), rightPan = b.get(kPanPosition, 0);
+    if ((leftPan != 0 || rightPan != 0) && (leftPan != -1 || rightPan != 1))
+        return false;
     a.unset(kPanPosition);
     b.unset(kPanPosition);
     return left.keys == right.keys && left.velocities == right.velocities &&
@@ -175,16 +195,12 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
         }
         if (partners.size() != leftUsers.size() || !rightUsers.empty())
             continue;  // one half also sounds without the other
-        if (!left->loadSamples() || !right->loadSamples())
+        if (auto pair = stereoPairSource(*left, *right)) {
+            left->channels = 2;
+            left->setSource(std::move(pair));
+        } else if (!joinSamples(*left, *right)) {
             continue;
-        SampleBufferRef stereo(SampleBuffer::create(left->frames, 2, static_cast<float>(left->sampleRate)));
-        if (!stereo || right->samples().size() != left->samples().size())
-            continue;
-        for (std::size_t i = 0; i < left->frames; ++i) {
-            stereo->data()[2 * i] = left->samples()[i];
-            stereo->data()[2 * i + 1] = right->samples()[i];
         }
-        left->installBuffer(std::move(stereo));
         left->setName(shownNames[left->id()]);
         for (std::size_t i = 0; i < leftUsers.size(); ++i) {
             leftUsers[i]->articulation.unset(kPanPosition);
