@@ -48,7 +48,7 @@ class RiffMidiReader {
     struct Chunk {
         std::uint32_t id = 0;
         std::uint32_t size = 0;  // as stored
-        std::uint32_t type = 0;  // the first four bytes of the payload
+        std::uint32_t type = 0;  // of a form or list: the four bytes behind the size
         std::uint64_t start = 0;
         std::uint64_t payload = 0;
         std::uint64_t end = 0;  // of the payload, within the limit
@@ -63,7 +63,7 @@ class RiffMidiReader {
         ByteReader reader(std::span<const Byte>(head).first(there));
         chunk.id = reader.id();
         chunk.size = reader.u32();
-        chunk.type = chunk.size >= 4 ? reader.id() : 0;
+        chunk.type = reader.id();
         chunk.start = offset;
         chunk.payload = offset + kChunkHeader;
         chunk.end = chunk.payload + std::min<std::uint64_t>(chunk.size, limit - chunk.payload);
@@ -76,7 +76,7 @@ class RiffMidiReader {
             if (!readChunk(chunk, level))
                 return false;
             offset = chunk.end;
-            if (offset & 1 && !lacksPad(offset, end))
+            if ((chunk.end - chunk.payload) % 2 && !lacksPad(offset, end))
                 ++offset;
         }
         return true;
