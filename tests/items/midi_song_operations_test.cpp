@@ -110,6 +110,12 @@ TEST(MidiSongOperations, PortsKeepApart) {
     EXPECT_EQ(textOf(trackOf(*song, 1).events), "0: ff 21 05|30: 90 3c 01|39: 90 3c 00|39: ff 2f");
     expectCounts(*song);
 
+    MidiSong* elsewhere = addSong(collection, 2, 96, {});
+    addTrack(*elsewhere, {9, 0x90, 60, 1}, 7);
+    convertToSingleSequence(*elsewhere);
+    EXPECT_EQ(elsewhere->format, 0);
+    EXPECT_EQ(timelineOf(*elsewhere), "0.046875:90 3c 01.7 0.046875:end");
+
     MidiSong* split = addSong(collection, 0, 96, {});
     addTrack(*split, {0, 0x90, 60, 1, 9, 0x91, 60, 1}, 5);
     const std::string played = timelineOf(*split);

@@ -136,7 +136,7 @@ TEST(MidiTimeline, PortsAndPatches) {
                      1, 0x99, 36, 1, 0,    0xC9, 25, 0, 0x99, 36, 1, 0, 0x90, 60, 1},
              1);
     addTrack(*song, {1, 0x99, 40, 1, 0, 0xC9, 3, 0, 0x99, 41, 1, 0, 0x90, 40, 1}, 2);
-    addTrack(*song, {2, 0x90, 1, 1, 0, 0xC0, 5, 0, 0x90, 1, 1}, 200);  // no such port: the first
+    addTrack(*song, {2, 0x90, 1, 1, 0, 0xC0, 5, 0, 0x90, 1, 1}, 256);  // no such port: the first
     EXPECT_EQ(portCount(*song), 3u);
     const std::vector<PatchNumber> expected{PatchNumber(0, 0, 0, false), PatchNumber(5, 2, 1, false),
                                             PatchNumber(0, 0, 0, true),  PatchNumber(25, 0, 0, true),

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint64_t kChunkHeader = 8;
 constexpr std::uint64_t kFormHeader = 12;
+constexpr std::uint32_t kMostChunks = 1u << 20;
 constexpr int kMostLevels = 8;                // of lists in lists
 constexpr std::uint64_t kMostName = 128;      // bytes of a "DISP" text
 constexpr std::uint64_t kMostText = 0x10000;  // bytes of a text that is taken over
@@ -72,6 +73,8 @@ class RiffMidiReader {
 
     bool walk(std::uint64_t offset, std::uint64_t end, int level) {
         while (offset < end && end - offset >= kChunkHeader) {
+            if (++chunks_ > kMostChunks)
+                return fail("The RIFF-MIDI file has too many chunks");
             const Chunk chunk = chunkAt(offset, end);
             if (!readChunk(chunk, level))
                 return false;
@@ -175,6 +178,7 @@ class RiffMidiReader {
     Collection& collection_;
     OpenFile& file_;
     MidiSong* song_ = nullptr;
+    std::uint32_t chunks_ = 0;
 };
 
 // ---- Writing ----
