@@ -41,7 +41,7 @@ void MidiTrack::fixUp(FixUpLists& lists) {
         number = -1;
         ++lists.clampedRanges;
     };
-    within(port, -1, 127);
+    within(port, -1, 255);
     within(channel, -2, 15);
     within(sequenceNumber, -1, 0xFFFF);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <set>
 
 #include "base/error.h"
 #include "items/collection.h"
@@ -19,6 +20,16 @@ std::vector<MidiTrack*> tracksOf(const MidiSong& song) {
             tracks.push_back(track);
     }
     return tracks;
+}
+
+// The ports that channel messages go to.
+std::set<std::uint8_t> portsOf(const MidiSong& song) {
+    std::set<std::uint8_t> ports;
+    for (const MidiTrack* track : tracksOf(song)) {
+        if (countMidiEvents(track->events).channelEvents > 0)
+            ports.insert(portOf(*track));
+    }
+    return ports;
 }
 
 // A track in the making.
@@ -139,8 +150,10 @@ std::uint32_t normaliseSong(MidiSong& song) {
 void convertToSingleSequence(MidiSong& song) {
     if (song.format != 2)
         return;
+    const std::set<std::uint8_t> ports = portsOf(song);
+    const std::uint8_t mainPort = ports.empty() ? 0 : *ports.begin();
     NewTracks tracks;
-    trackAt(tracks, 0, 0).name = nameOfWhole(song);
+    trackAt(tracks, mainPort, mainPort).name = nameOfWhole(song);
     distribute(
         song, tracks,
         [](MidiEvent& event, const MidiTrack&) {
@@ -149,9 +162,9 @@ void convertToSingleSequence(MidiSong& song) {
             return !event.isMeta(midi::kMetaSequence);
         },
         [&](const MidiEvent& event, const MidiTrack& from) -> NewTrack& {
-            const std::uint8_t port = event.isChannel() ? portOf(from) : 0;
+            const std::uint8_t port = event.isChannel() ? portOf(from) : mainPort;
             NewTrack& track = trackAt(tracks, port, port);
-            if (port > 0)
+            if (port != mainPort)
                 track.name = formatText("Port %d", port + 1);
             return track;
         });
@@ -159,19 +172,14 @@ void convertToSingleSequence(MidiSong& song) {
 }
 
 bool convertToFormat0(MidiSong& song) {
-    std::int32_t port = -1;
-    for (const MidiTrack* track : tracksOf(song)) {
-        if (countMidiEvents(track->events).channelEvents == 0)
-            continue;
-        if (port >= 0 && portOf(*track) != port)
-            return fail("A song that uses several MIDI ports does not fit into one track");
-        port = portOf(*track);
-    }
+    const std::set<std::uint8_t> ports = portsOf(song);
+    if (ports.size() > 1)
+        return fail("A song that uses several MIDI ports does not fit into one track");
     convertToSingleSequence(song);
     if (song.format == 0 && song.links.count() == 1)
         return true;
     NewTracks tracks;
-    NewTrack& whole = trackAt(tracks, 0, static_cast<std::uint8_t>(std::max(port, 0)));
+    NewTrack& whole = trackAt(tracks, 0, ports.empty() ? 0 : *ports.begin());
     whole.name = nameOfWhole(song);
     const auto old = tracksOf(song);
     distribute(

@@ -227,7 +227,7 @@ double songSeconds(const MidiSong& song) {
 }
 
 std::uint8_t portOf(const MidiTrack& track) {
-    return track.port >= 0 && track.port <= 127 ? static_cast<std::uint8_t>(track.port) : 0;
+    return track.port >= 0 && track.port <= 255 ? static_cast<std::uint8_t>(track.port) : 0;
 }
 
 std::uint32_t portCount(const MidiSong& song) {

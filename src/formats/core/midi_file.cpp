@@ -17,6 +17,7 @@ constexpr std::uint64_t kChunkHeader = 8;
 constexpr std::uint64_t kSongHeader = 6;
 constexpr std::uint32_t kSmallestTrack = 5;  // bytes; below that there is room for an end-of-track event only
 constexpr std::uint32_t kMostTracks = 65535;
+constexpr std::uint32_t kMostChunks = 1u << 20;
 constexpr std::string_view kNoMidi = "Invalid or corrupt Midi file";
 
 std::string textOf(const MidiEvent& event) {
@@ -37,7 +38,11 @@ class MidiReader {
     MidiReader(Collection& collection, OpenFile& file) : collection_(collection), file_(file) {}
 
     MidiSong* read(std::uint64_t offset, std::uint64_t end) {
-        while (offset < end && end - offset >= kChunkHeader) {
+        for (std::uint32_t chunks = 0; offset < end && end - offset >= kChunkHeader; ++chunks) {
+            if (chunks >= kMostChunks) {
+                file_.warn("Warning: too many chunks - the rest is not read", {}, offset);
+                break;
+            }
             std::array<Byte, kChunkHeader + kSongHeader> head{};
             const auto there = static_cast<std::size_t>(std::min<std::uint64_t>(head.size(), end - offset));
             if (!file_.read(offset, std::span(head).first(there)))

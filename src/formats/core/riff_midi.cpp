@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint64_t kChunkHeader = 8;
 constexpr std::uint64_t kFormHeader = 12;
+constexpr std::uint32_t kMostChunks = 1u << 20;
 constexpr int kMostLevels = 8;                // of lists in lists
 constexpr std::uint64_t kMostName = 128;      // bytes of a "DISP" text
 constexpr std::uint64_t kMostText = 0x10000;  // bytes of a text that is taken over
@@ -48,7 +49,7 @@ class RiffMidiReader {
     struct Chunk {
         std::uint32_t id = 0;
         std::uint32_t size = 0;  // as stored
-        std::uint32_t type = 0;  // the first four bytes of the payload
+        std::uint32_t type = 0;  // of a form or list: the four bytes behind the size
         std::uint64_t start = 0;
         std::uint64_t payload = 0;
         std::uint64_t end = 0;  // of the payload, within the limit
@@ -63,7 +64,7 @@ class RiffMidiReader {
         ByteReader reader(std::span<const Byte>(head).first(there));
         chunk.id = reader.id();
         chunk.size = reader.u32();
-        chunk.type = chunk.size >= 4 ? reader.id() : 0;
+        chunk.type = reader.id();
         chunk.start = offset;
         chunk.payload = offset + kChunkHeader;
         chunk.end = chunk.payload + std::min<std::uint64_t>(chunk.size, limit - chunk.payload);
@@ -72,11 +73,13 @@ class RiffMidiReader {
 
     bool walk(std::uint64_t offset, std::uint64_t end, int level) {
         while (offset < end && end - offset >= kChunkHeader) {
+            if (++chunks_ > kMostChunks)
+                return fail("The RIFF-MIDI file has too many chunks");
             const Chunk chunk = chunkAt(offset, end);
             if (!readChunk(chunk, level))
                 return false;
             offset = chunk.end;
-            if (offset & 1 && !lacksPad(offset, end))
+            if ((chunk.end - chunk.payload) % 2 && !lacksPad(offset, end))
                 ++offset;
         }
         return true;
@@ -175,6 +178,7 @@ class RiffMidiReader {
     Collection& collection_;
     OpenFile& file_;
     MidiSong* song_ = nullptr;
+    std::uint32_t chunks_ = 0;
 };
 
 // ---- Writing ----
