@@ -232,7 +232,8 @@ bool SynthEngine::shedLoad(bool soft) {
 void SynthEngine::shedLoad(double load) {
     if (!(load > 0.8))
         return;
-    const auto wanted = static_cast<std::uint32_t>(std::min((load - 0.8) / 0.05, 1e6)) + 1;
+    // A load of 0.9 is two steps of 0.05 above, whatever the rounding of the binary fractions says.
+    const auto wanted = static_cast<std::uint32_t>(std::min((load - 0.8) / 0.05 + 1e-6, 1e6)) + 1;
     const std::uint32_t count = std::min(wanted, (notes_.taken() + 2) / 4);
     for (std::uint32_t i = 0; i < count; ++i)
         if (!shedLoad(load < 1.0))
