@@ -12,8 +12,6 @@
 #include "formats/core/codec_streams.h"
 #include "formats/core/codecs/dwvw.h"
 #include "formats/core/codecs/gsm610.h"
-#include "formats/core/codecs/ima_adpcm.h"
-#include "formats/core/codecs/mace.h"
 #include "formats/core/id3.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
@@ -382,14 +380,6 @@ class IffWalker {
         return true;
     }
 
-    void setMace(CodecData& data, MaceRatio ratio) const {
-        constexpr std::uint32_t kPackets = 256;  // decoded at a time
-        const int channels = waveform_.channels;
-        data.unit = {kPackets * static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
-                     kPackets * static_cast<std::uint32_t>(MaceDecoder::kPacketFrames)};
-        data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
-    }
-
     // Bits of a code. Writers may give the width of decoded samples instead; then the data size tells.
     int codeWidth() const {
         const std::uint64_t samples = std::uint64_t{waveform_.frames} * waveform_.channels;
@@ -417,19 +407,18 @@ class IffWalker {
         switch (compression_->type) {
             case fourCc("ima4"):
             case fourCc("IMA4"):
-                data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
+                setIma4(data, channels);
                 correctPacketCount(data.unit);
-                data.makeDecoder = decoder16<Ima4Decoder>(channels);
                 break;
             case fourCc("GSM "):
                 data.unit = {gsm610::kFrameBytes, gsm610::kFrameSamples};
                 data.makeDecoder = decoder16<gsm610::FramesDecoder>();
                 break;
             case fourCc("MAC3"):
-                setMace(data, MaceRatio::ThreeToOne);
+                setMace(data, MaceRatio::ThreeToOne, channels);
                 break;
             case fourCc("MAC6"):
-                setMace(data, MaceRatio::SixToOne);
+                setMace(data, MaceRatio::SixToOne, channels);
                 break;
             case fourCc("DWVW"):
                 if (DwvwDecoder::supportsWidth(waveform_.bits)) {

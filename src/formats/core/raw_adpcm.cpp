@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint32_t kVoxRate = 8000;  // Hz; the other customary rate is 6000
 constexpr std::uint32_t kYamahaRate = 44100;
 // Both codecs are one endless stream of two codes a byte.
-constexpr CodecUnit kPiece{4096, 8192};
+constexpr CodecUnit kUnit{1, 2};
 
 bool readStream(Collection& collection, OpenFile& file, std::uint32_t rate,
                 std::function<std::unique_ptr<SampleDecoder>()> makeDecoder) {
@@ -32,7 +32,7 @@ bool readStream(Collection& collection, OpenFile& file, std::uint32_t rate,
     waveform->frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(file.size() * 2, UINT32_MAX));
     CodecData data;
     data.byteSize = file.size();
-    data.unit = kPiece;
+    data.unit = kUnit;
     data.makeDecoder = std::move(makeDecoder);
     attachCodecSamples(*waveform, file.input, std::move(data));
     return true;
@@ -50,7 +50,7 @@ bool writeStream(Waveform& waveform, OpenFile& file, Encoder encoder) {
         rest = rest.subspan(bytes);
         return true;
     };
-    return feed16(waveform, 1, kPiece.frames, *file.ui, encode) && file.write(image.bytes());
+    return feed16(waveform, 1, FrameReader::kPieceFrames, *file.ui, encode) && file.write(image.bytes());
 }
 
 }  // namespace

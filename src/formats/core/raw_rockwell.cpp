@@ -1,6 +1,7 @@
 #include "formats/core/raw_rockwell.h"
 
 #include "base/error.h"
+#include "formats/core/codec_streams.h"
 #include "formats/core/codecs/rockwell.h"
 #include "formats/core/raw_speech.h"
 #include "formats/framework/file_image.h"
@@ -49,9 +50,7 @@ bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t varia
     const int bits = variant ? static_cast<int>(variant) : askedWidth(*file.ui);
     CodecData data;
     data.byteSize = file.size();
-    data.unit = {static_cast<std::uint32_t>(RockwellCodec::unitBytes(bits)),
-                 static_cast<std::uint32_t>(RockwellCodec::unitSamples(bits))};
-    data.makeDecoder = decoder16<RockwellDecoder>(bits);
+    setRockwell(data, bits);
     const std::uint64_t codes = data.byteSize * 8 / static_cast<unsigned>(bits);
     return addSpeechWaveform(collection, file, codes, std::move(data), kEncodings[bits - 2], bits);
 }

@@ -8,7 +8,6 @@
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/codecs/ms_adpcm.h"
 #include "formats/core/codecs/oki_adpcm.h"
-#include "formats/core/codecs/rockwell.h"
 #include "formats/core/codecs/yamaha_adpcm.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
@@ -17,11 +16,6 @@
 namespace velor {
 
 namespace {
-
-// Endless streams of codes are decoded in pieces of this many bytes.
-constexpr std::uint32_t kStreamPiece = 4096;
-// Small units are decoded many at a time.
-constexpr std::uint32_t kUnits = 512;
 
 // The encoding that a waveform shows for codec data.
 SampleEncoding codecEncoding(const WaveFormat& format) {
@@ -106,11 +100,11 @@ CodecData codecData(const WaveFormat& format) {
         case WaveCodec::ImaAdpcm:
             return imaAdpcm(format);
         case WaveCodec::OkiAdpcm:
-            data.unit = {kStreamPiece, kStreamPiece * 2};
+            data.unit = {1, 2};
             data.makeDecoder = decoder16<OkiAdpcmDecoder>();
             break;
         case WaveCodec::YamahaAdpcm:
-            data.unit = {kStreamPiece, kStreamPiece * 2 / format.channels};
+            data.unit = {1, 2u / format.channels};
             data.makeDecoder = decoder16<YamahaAdpcmDecoder>(int{format.channels});
             break;
         case WaveCodec::G72x:
@@ -122,9 +116,7 @@ CodecData codecData(const WaveFormat& format) {
         case WaveCodec::Gsm610:
             return gsmPairs(format);
         case WaveCodec::Rockwell:
-            data.unit = {kUnits * static_cast<std::uint32_t>(RockwellCodec::unitBytes(format.bits)),
-                         kUnits * static_cast<std::uint32_t>(RockwellCodec::unitSamples(format.bits))};
-            data.makeDecoder = decoder16<RockwellDecoder>(int{format.bits});
+            setRockwell(data, format.bits);
             break;
         case WaveCodec::GsmFramed:
             data.makeDecoder = decoder16<gsm610::ModemDecoder>();

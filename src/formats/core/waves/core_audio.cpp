@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "formats/core/codecs/ima_adpcm.h"
-#include "formats/core/codecs/mace.h"
+#include "formats/core/codec_streams.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/core/waves/wave_file.h"
 #include "formats/framework/codec_source.h"
@@ -332,15 +331,12 @@ class CoreAudioReader {
 
     void setDecoder(CodecData& data) const {
         const int channels = waveform_.channels;
-        if (format_ == fourCc("ima4")) {
-            data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
-            data.makeDecoder = decoder16<Ima4Decoder>(channels);
-        } else if (format_ == fourCc("MAC3") || format_ == fourCc("MAC6")) {
-            const MaceRatio ratio = format_ == fourCc("MAC3") ? MaceRatio::ThreeToOne : MaceRatio::SixToOne;
-            data.unit = {static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
-                         MaceDecoder::kPacketFrames};
-            data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
-        }
+        if (format_ == fourCc("ima4"))
+            setIma4(data, channels);
+        else if (format_ == fourCc("MAC3"))
+            setMace(data, MaceRatio::ThreeToOne, channels);
+        else if (format_ == fourCc("MAC6"))
+            setMace(data, MaceRatio::SixToOne, channels);
     }
 
     OpenFile& file_;
