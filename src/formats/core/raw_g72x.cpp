@@ -4,11 +4,9 @@
 #include <array>
 #include <optional>
 
-#include "base/error.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/raw_speech.h"
-#include "formats/framework/file_image.h"
-#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -141,23 +139,6 @@ bool readG72x(Collection& collection, OpenFile& file, std::uint32_t variant, con
 
 // ---- Writing ----
 
-// Encodes a mono waveform in pieces that fill whole bytes and writes it. `sizeOf` is the number of bytes of
-// so many samples.
-template <typename Encoder, typename SizeOf>
-bool writeCodes(Waveform& waveform, OpenFile& file, Encoder encoder, SizeOf sizeOf) {
-    FileImage image;
-    if (!settleFrameCount(waveform) || !image.allocate(sizeOf(waveform.frames)))
-        return false;
-    std::span<Byte> rest = image.bytes();
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        const auto size = static_cast<std::size_t>(sizeOf(samples.size()));
-        encoder.encode(samples, rest.first(size));
-        rest = rest.subspan(size);
-        return true;
-    };
-    return feed16(waveform, 1, FrameReader::kPieceFrames, *file.ui, encode) && file.write(image.bytes());
-}
-
 // Of an encoding that the pipeline has already fitted to the row.
 constexpr int widthOf(SampleEncoding encoding) {
     switch (encoding) {
@@ -208,8 +189,7 @@ bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
         return false;
     const auto named = static_cast<int>(variant & g72x_variant::kWidth);
     const int width = named ? named : widthOf(file.save.encoding);
-    return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)),
-                      [width](std::uint64_t samples) { return packedSize(samples, width); });
+    return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)));
 }
 
 bool writeRawG722(Item& item, OpenFile& file, std::uint32_t variant) {
@@ -217,9 +197,7 @@ bool writeRawG722(Item& item, OpenFile& file, std::uint32_t variant) {
     if (!waveform)
         return false;
     const auto width = static_cast<int>(variant & g72x_variant::kWidth);
-    return writeCodes(
-        *waveform, file, G722Encoder(width, packingOf(variant)),
-        [width](std::uint64_t samples) { return packedSize((samples + 1) / kG722SamplesPerCode, width); });
+    return writeCodes(*waveform, file, G722Encoder(width, packingOf(variant)));
 }
 
 }  // namespace velor

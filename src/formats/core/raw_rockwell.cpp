@@ -1,11 +1,9 @@
 #include "formats/core/raw_rockwell.h"
 
-#include "base/error.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/codecs/rockwell.h"
 #include "formats/core/raw_speech.h"
-#include "formats/framework/file_image.h"
-#include "formats/framework/frame_reader.h"
 #include "formats/framework/pipeline.h"
 
 namespace velor {
@@ -57,22 +55,10 @@ bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t varia
 
 bool writeRawRockwell(Item& item, OpenFile& file, std::uint32_t variant) {
     Waveform* waveform = speechWaveform(item);
-    if (!waveform || !settleFrameCount(*waveform))
+    if (!waveform)
         return false;
     const int bits = variant ? static_cast<int>(variant) : chosenWidth(*waveform, file.save);
-    FileImage image;
-    if (!image.allocate(RockwellEncoder::encodedSize(waveform->frames, bits)))
-        return false;
-    RockwellEncoder encoder(bits);
-    std::span<Byte> to = image.bytes();
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        const auto size = static_cast<std::size_t>(RockwellEncoder::encodedSize(samples.size(), bits));
-        encoder.encode(samples, to.first(size));
-        to = to.subspan(size);
-        return true;
-    };
-    constexpr std::uint32_t kPiece = 4096;  // a multiple of every unit
-    return feed16(*waveform, 1, kPiece, *file.ui, encode) && file.write(image.bytes());
+    return writeCodes(*waveform, file, RockwellEncoder(bits));
 }
 
 }  // namespace velor

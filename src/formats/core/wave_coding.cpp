@@ -4,6 +4,7 @@
 
 #include "base/error.h"
 #include "base/rounding.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/codecs/g72x.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/wave_format.h"
@@ -128,31 +129,6 @@ bool planMp3(Waveform& waveform, double quality, UserInterface& ui, WaveCoding& 
     return true;
 }
 
-bool encodeGsm(Waveform& waveform, std::span<Byte> to, UserInterface& ui) {
-    gsm610::Encoder encoder;
-    std::size_t at = 0;
-    return feed16(waveform, 1, kGsmPairFrames * 16, ui, [&](std::span<const std::int16_t> samples) {
-        for (; !samples.empty() && at + gsm610::kPairBytes <= to.size(); at += gsm610::kPairBytes) {
-            const std::size_t now = std::min<std::size_t>(samples.size(), kGsmPairFrames);
-            std::array<std::int16_t, gsm610::kPairSamples> pair{};  // the last one ends in silence
-            std::copy_n(samples.begin(), now, pair.begin());
-            encoder.encodePair(pair, to.subspan(at).first<gsm610::kPairBytes>());
-            samples = samples.subspan(now);
-        }
-        return true;
-    });
-}
-
-bool encodeAdpcm(Waveform& waveform, std::uint32_t bits, std::span<Byte> to, UserInterface& ui) {
-    G72xEncoder encoder(static_cast<int>(bits), CodePacking::HighBitsFirst);
-    return feed16(waveform, 1, FrameReader::kPieceFrames, ui, [&](std::span<const std::int16_t> samples) {
-        const std::size_t bytes = std::min((samples.size() * bits + 7) / 8, to.size());
-        encoder.encode(samples, to.first(bytes));
-        to = to.subspan(bytes);
-        return true;
-    });
-}
-
 }  // namespace
 
 std::uint32_t waveEncodings() {
@@ -227,9 +203,10 @@ bool encodeWaveData(Waveform& waveform, const WaveCoding& coding, std::span<Byte
         return true;
     }
     if (encoding == SampleEncoding::Gsm)
-        return encodeGsm(waveform, to, ui);
+        return encodeCodes(waveform, 1, to, ui, gsm610::StoredEncoder(gsm610::Layout::Pairs));
     if (isAdpcm(encoding))
-        return encodeAdpcm(waveform, adpcmBits(encoding), to, ui);
+        return encodeCodes(waveform, 1, to, ui,
+                           G72xEncoder(static_cast<int>(adpcmBits(encoding)), CodePacking::HighBitsFirst));
     return encodeWaveform(waveform, coding.target, to, ui);
 }
 

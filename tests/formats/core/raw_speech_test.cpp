@@ -134,10 +134,9 @@ TEST_F(RawSpeech, SoxReadsOurGsm) {
 TEST_F(RawSpeech, OtherRatesAreRefusedAndStereoIsMixed) {
     for (const int row : {kRawGsm, kModemWave, kRockwell}) {
         EXPECT_FALSE(saveItem(source(1, 44100), row, folder / "x.gsm", services));
-        EXPECT_EQ(
-            LastErrorText,
-            "This file type holds 8000 Hz only, but the waveform has 44100 Hz, and resampling is not "
-            "supported in this build");
+        EXPECT_EQ(LastErrorText,
+                  "This file type holds 8000 Hz only, but the waveform has 44100 Hz, and resampling is not "
+                  "supported in this build");
         EXPECT_FALSE(std::filesystem::exists(folder / "x.gsm"));
     }
     Waveform* stereo = source(2);
@@ -162,7 +161,7 @@ TEST_F(RawSpeech, RockwellFilesComeBack) {
     samplesTo16(source()->samples(), samples);
     for (const int bits : {2, 3, 4}) {
         SCOPED_TRACE(bits);
-        std::vector<Byte> bytes(static_cast<std::size_t>(RockwellEncoder::encodedSize(10007, bits)));
+        std::vector<Byte> bytes(static_cast<std::size_t>(RockwellEncoder(bits).encodedSize(10007)));
         RockwellEncoder(bits).encode(samples, bytes);
         std::vector<std::int16_t> decoded(bytes.size() * 8 / static_cast<unsigned>(bits));
         ASSERT_EQ(RockwellDecoder(bits).decode(bytes, decoded), decoded.size());
