@@ -449,8 +449,6 @@ class IffWalker {
 
     SampleLayout layout() const {
         // Samples fill their bytes from the top, so narrower ones need no scaling of their own.
-        static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                      SampleEncoding::Pcm24, SampleEncoding::Pcm32};
         SampleLayout layout;
         layout.order = compression_->coding == Coding::LittleEndianPcm ? ByteOrder::Little : ByteOrder::Big;
         layout.isUnsigned = compression_->coding == Coding::UnsignedPcm;
@@ -465,7 +463,7 @@ class IffWalker {
                 layout.encoding = SampleEncoding::MuLaw;
                 break;
             default:
-                layout.encoding = kByBytes[(waveform_.bits + 7) / 8 - 1];
+                layout.encoding = pcmEncoding((waveform_.bits + 7u) / 8);
                 break;
         }
         return layout;

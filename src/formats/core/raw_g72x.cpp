@@ -113,19 +113,6 @@ CodeFormat askedFormat(const Family& family, Answers& answer, std::uint32_t vari
 
 // ---- Reading ----
 
-constexpr SampleEncoding encodingOfWidth(int width) {
-    switch (width) {
-        case 2:
-            return SampleEncoding::Adpcm2;
-        case 3:
-            return SampleEncoding::Adpcm3;
-        case 5:
-            return SampleEncoding::Adpcm5;
-        default:  // G.722 too: its 8 bits hold two samples
-            return SampleEncoding::Adpcm4;
-    }
-}
-
 bool readG72x(Collection& collection, OpenFile& file, std::uint32_t variant, const Family& family,
               Answers& answer) {
     const CodeFormat format = askedFormat(family, answer, variant, *file.ui);
@@ -133,24 +120,8 @@ bool readG72x(Collection& collection, OpenFile& file, std::uint32_t variant, con
     data.byteSize = file.size();
     setG72x(data, format.width, format.packing, 1);
     const std::uint64_t frames = codesIn(file.size(), format.width);
-    return addSpeechWaveform(collection, file, frames, std::move(data), encodingOfWidth(format.width),
+    return addSpeechWaveform(collection, file, frames, std::move(data), adpcmEncoding(format.width),
                              format.width);
-}
-
-// ---- Writing ----
-
-// Of an encoding that the pipeline has already fitted to the row.
-constexpr int widthOf(SampleEncoding encoding) {
-    switch (encoding) {
-        case SampleEncoding::Adpcm2:
-            return 2;
-        case SampleEncoding::Adpcm3:
-            return 3;
-        case SampleEncoding::Adpcm5:
-            return 5;
-        default:
-            return 4;
-    }
 }
 
 }  // namespace
@@ -188,7 +159,7 @@ bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
     if (!waveform)
         return false;
     const auto named = static_cast<int>(variant & g72x_variant::kWidth);
-    const int width = named ? named : widthOf(file.save.encoding);
+    const int width = named ? named : adpcmBits(file.save.encoding);  // the pipeline has settled on one
     return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)));
 }
 

@@ -16,9 +16,6 @@ struct WidthAnswer {
 };
 WidthAnswer widthAnswer;
 
-constexpr SampleEncoding kEncodings[] = {SampleEncoding::Adpcm2, SampleEncoding::Adpcm3,
-                                         SampleEncoding::Adpcm4};
-
 int askedWidth(UserInterface& ui) {
     if (!widthAnswer.ask)
         return widthAnswer.bits;
@@ -33,11 +30,6 @@ int askedWidth(UserInterface& ui) {
     return widthAnswer.bits;
 }
 
-int chosenWidth(const Waveform& waveform, const SaveOptions& save) {
-    const SampleEncoding encoding = encodingFor(save, waveform);
-    return encoding == SampleEncoding::Adpcm2 ? 2 : encoding == SampleEncoding::Adpcm3 ? 3 : 4;
-}
-
 }  // namespace
 
 void resetRockwellAnswers() {
@@ -50,14 +42,14 @@ bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t varia
     data.byteSize = file.size();
     setRockwell(data, bits);
     const std::uint64_t codes = data.byteSize * 8 / static_cast<unsigned>(bits);
-    return addSpeechWaveform(collection, file, codes, std::move(data), kEncodings[bits - 2], bits);
+    return addSpeechWaveform(collection, file, codes, std::move(data), adpcmEncoding(bits), bits);
 }
 
 bool writeRawRockwell(Item& item, OpenFile& file, std::uint32_t variant) {
     Waveform* waveform = speechWaveform(item);
     if (!waveform)
         return false;
-    const int bits = variant ? static_cast<int>(variant) : chosenWidth(*waveform, file.save);
+    const int bits = variant ? static_cast<int>(variant) : adpcmBits(encodingFor(file.save, *waveform));
     return writeCodes(*waveform, file, RockwellEncoder(bits));
 }
 

@@ -44,14 +44,6 @@ constexpr std::uint32_t kExtensibleEncodings =
     encodingBit(SampleEncoding::Float32);
 constexpr std::uint32_t kGsmPairFrames = gsm610::kPairSamples;
 
-bool isAdpcm(SampleEncoding encoding) {
-    return encoding >= SampleEncoding::Adpcm2 && encoding <= SampleEncoding::Adpcm5;
-}
-
-std::uint32_t adpcmBits(SampleEncoding encoding) {
-    return static_cast<std::uint32_t>(encoding) - static_cast<std::uint32_t>(SampleEncoding::Adpcm2) + 2;
-}
-
 // A codec part of one 16-bit word.
 std::vector<Byte> oneWord(std::uint16_t value) {
     return {static_cast<Byte>(value), static_cast<Byte>(value >> 8)};
@@ -77,7 +69,7 @@ void planGsm(const Waveform& waveform, WaveCoding& coding) {
 }
 
 void planAdpcm(const Waveform& waveform, WaveCoding& coding) {
-    const std::uint32_t bits = adpcmBits(coding.target.layout.encoding);
+    const auto bits = static_cast<std::uint32_t>(adpcmBits(coding.target.layout.encoding));
     coding.bits = static_cast<std::uint16_t>(bits);
     coding.blockAlign = static_cast<std::uint16_t>(bits * 16);
     coding.bytesPerSecond = static_cast<std::uint32_t>((std::uint64_t{bits} * coding.rate + 7) / 8);
@@ -156,7 +148,7 @@ bool planWaveCoding(Waveform& waveform, SampleEncoding encoding, int channels, d
     coding.target.channels = channels;
     if (encoding == SampleEncoding::Compressed)
         return planMp3(waveform, quality, ui, coding);
-    if (encoding != SampleEncoding::Gsm && !isAdpcm(encoding)) {
+    if (encoding != SampleEncoding::Gsm && adpcmBits(encoding) == 0) {
         planPlain(waveform, coding);
         return true;
     }
@@ -204,9 +196,8 @@ bool encodeWaveData(Waveform& waveform, const WaveCoding& coding, std::span<Byte
     }
     if (encoding == SampleEncoding::Gsm)
         return encodeCodes(waveform, 1, to, ui, gsm610::StoredEncoder(gsm610::Layout::Pairs));
-    if (isAdpcm(encoding))
-        return encodeCodes(waveform, 1, to, ui,
-                           G72xEncoder(static_cast<int>(adpcmBits(encoding)), CodePacking::HighBitsFirst));
+    if (const int bits = adpcmBits(encoding))
+        return encodeCodes(waveform, 1, to, ui, G72xEncoder(bits, CodePacking::HighBitsFirst));
     return encodeWaveform(waveform, coding.target, to, ui);
 }
 

@@ -23,8 +23,7 @@ SampleEncoding codecEncoding(const WaveFormat& format) {
         return SampleEncoding::Gsm;
     if (format.sampleFormat != SampleFormat::Adpcm)
         return SampleEncoding::Compressed;
-    return static_cast<SampleEncoding>(static_cast<int>(SampleEncoding::Adpcm2) +
-                                       std::clamp<int>(format.bits, 2, 5) - 2);
+    return adpcmEncoding(format.bits);
 }
 
 // MS ADPCM: frames per block u16, number of coefficient pairs u16, the pairs.
@@ -145,10 +144,8 @@ void attachPlainData(Waveform& waveform, const WaveFormat& format, std::shared_p
             break;
         default: {
             // Samples fill their container from the top, so narrower ones need no scaling of their own.
-            static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                          SampleEncoding::Pcm24, SampleEncoding::Pcm32};
             const std::uint32_t bytes = waveContainerBytes(format);
-            block.layout.encoding = kByBytes[std::min(bytes, 4u) - 1];
+            block.layout.encoding = pcmEncoding(bytes);
             block.layout.isUnsigned = bytes == 1;
             block.containerBytes = bytes;
             break;

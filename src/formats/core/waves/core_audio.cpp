@@ -296,11 +296,9 @@ class CoreAudioReader {
             encoding = width == 8 ? SampleEncoding::Float64 : SampleEncoding::Float32;
             return width == 4 || width == 8;
         }
-        static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                      SampleEncoding::Pcm24, SampleEncoding::Pcm32};
-        if (width < 1 || width > std::size(kByBytes) || bits_ > width * 8)
+        if (width < 1 || width > 4 || bits_ > width * 8)
             return false;
-        encoding = kByBytes[width - 1];
+        encoding = pcmEncoding(width);
         return true;
     }
 

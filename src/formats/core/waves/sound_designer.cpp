@@ -167,10 +167,8 @@ bool readCompanion(const OpenFile& file, Sd2Format& format) {
 
 bool attachSd2(OpenFile& file, Waveform& waveform, const Sd2Format& format, std::uint64_t position,
                std::uint64_t bytes) {
-    static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                  SampleEncoding::Pcm24, SampleEncoding::Pcm32};
     StoredWave stored;
-    stored.layout = {kByBytes[format.sampleBytes - 1], ByteOrder::Big, false};
+    stored.layout = {pcmEncoding(format.sampleBytes), ByteOrder::Big, false};
     stored.channels = format.channels;
     stored.rate = format.rate;
     stored.position = position;
