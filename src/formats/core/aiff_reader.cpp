@@ -16,12 +16,11 @@
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
 #include "formats/framework/stored_samples.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
 namespace {
-
-constexpr std::string_view kUnknownFormat = "Unknown sample format or compression";
 
 // Limits that no honest file comes near.
 constexpr std::uint32_t kMostChunks = 1u << 20;
@@ -107,7 +106,7 @@ class IffWalker {
     IffWalker(OpenFile& file, Waveform& waveform) : file_(file), waveform_(waveform) {}
 
     bool read() {
-        const auto head = bytesAt(0, 12);
+        const auto head = bytesAt(file_, 0, 12);
         ByteReader reader(head, ByteOrder::Big);
         if (reader.id() != fourCc("FORM"))
             return fail("No FORM starting IFF file");
@@ -127,7 +126,7 @@ class IffWalker {
         for (std::uint32_t chunks = 0; position <= end && end - position >= 8; ++chunks) {
             if (chunks >= kMostChunks)
                 return fail("The IFF file has too many chunks");
-            const auto header = bytesAt(position, 8);
+            const auto header = bytesAt(file_, position, 8);
             ByteReader reader(header, ByteOrder::Big);
             const std::uint32_t id = reader.id();
             const std::uint32_t size = reader.u32();
@@ -144,9 +143,9 @@ class IffWalker {
         switch (id) {
             case fourCc("COMM"):
                 return maud_ || compression_ ||
-                       readCommon(bytesAt(payload, std::min<std::size_t>(size, 512)));
+                       readCommon(bytesAt(file_, payload, std::min<std::size_t>(size, 512)));
             case fourCc("MHDR"):
-                return !maud_ || compression_ || readMaudHeader(bytesAt(payload, std::min(size, 32u)));
+                return !maud_ || compression_ || readMaudHeader(bytesAt(file_, payload, std::min(size, 32u)));
             case fourCc("SSND"):
                 if (!maud_ && !hasData_)
                     readSoundData(payload, size);
@@ -156,10 +155,10 @@ class IffWalker {
                     setData(payload, size);
                 return true;
             case fourCc("MARK"):
-                readMarkers(bytesAt(payload, std::min<std::size_t>(size, kMostMarkerBytes)));
+                readMarkers(bytesAt(file_, payload, std::min<std::size_t>(size, kMostMarkerBytes)));
                 return true;
             case fourCc("INST"):
-                instrument_ = bytesAt(payload, std::min(size, 20u));
+                instrument_ = bytesAt(file_, payload, std::min(size, 20u));
                 return true;
             case fourCc("NAME"):
                 if (const std::string name = text(payload, size); !name.empty())
@@ -172,32 +171,16 @@ class IffWalker {
                 waveform_.text(WaveText::Copyright) = text(payload, size);
                 return true;
             case fourCc("ID3 "):
-                applyId3(bytesAt(payload, std::min<std::size_t>(size, kMostTagBytes)), waveform_);
+                applyId3(bytesAt(file_, payload, std::min<std::size_t>(size, kMostTagBytes)), waveform_);
                 return true;
             default:
                 return true;
         }
     }
 
-    // The bytes at a position, fewer where the file ends.
-    std::vector<Byte> bytesAt(std::uint64_t position, std::size_t count) const {
-        const std::uint64_t there = file_.size() > position ? file_.size() - position : 0;
-        std::vector<Byte> bytes(static_cast<std::size_t>(std::min<std::uint64_t>(count, there)));
-        bytes.resize(file_.input->readSome(position, bytes));
-        return bytes;
-    }
-
     std::string text(std::uint64_t payload, std::uint32_t size) const {
-        const auto bytes = bytesAt(payload, std::min<std::size_t>(size, kLongestText));
+        const auto bytes = bytesAt(file_, payload, std::min<std::size_t>(size, kLongestText));
         return ByteReader(bytes).text(bytes.size());
-    }
-
-    void setRate(std::int64_t rate) {
-        if (rate <= 0) {
-            file_.warn("Warning: no sample rate - taken as 44100 Hz", maud_ ? "MHDR" : "COMM");
-            rate = 44100;
-        }
-        waveform_.sampleRate = static_cast<std::uint32_t>(std::min<std::int64_t>(rate, 0x7FFFFFFF));
     }
 
     bool readCommon(const std::vector<Byte>& chunk) {
@@ -213,7 +196,8 @@ class IffWalker {
         if (channels == 0)
             return fail("No channels");
         waveform_.channels = static_cast<std::uint8_t>(channels);
-        setRate(integerFromExtended(rate.first<kExtendedBytes>()));
+        setRate(waveform_, file_, static_cast<double>(integerFromExtended(rate.first<kExtendedBytes>())),
+                "COMM");
         std::uint32_t type = fourCc("NONE");
         std::string typeName;
         if (aifc_ && reader.remaining() >= 4) {
@@ -244,7 +228,7 @@ class IffWalker {
         const std::uint16_t coding = reader.u16();
         if (!reader.ok())
             return fail("The MAUD header is too short");
-        setRate(divisor ? clock / divisor : 0);
+        setRate(waveform_, file_, divisor ? clock / divisor : 0, "MHDR");
         if (coding == 0 && bits == 8)
             return setCompression({0, Coding::UnsignedPcm}, bits, frames);
         if (coding == 0 && bits == 16)
@@ -253,7 +237,7 @@ class IffWalker {
             return setCompression({0, Coding::ALaw, 8}, bits, frames);
         if (coding == 3)
             return setCompression({0, Coding::MuLaw, 8}, bits, frames);
-        return fail(kUnknownFormat);
+        return fail(kUnknownSampleFormat);
     }
 
     bool setCompression(const Compression& compression, std::uint16_t commonBits, std::uint32_t frames) {
@@ -261,7 +245,7 @@ class IffWalker {
         const int bits = compression.bits ? compression.bits : commonBits;
         const bool pcm = compression.coding <= Coding::UnsignedPcm;
         if (pcm && (bits < 1 || bits > 32))
-            return fail(kUnknownFormat);
+            return fail(kUnknownSampleFormat);
         waveform_.bits = static_cast<std::uint8_t>(std::clamp(bits, 1, 64));
         std::uint64_t count = std::uint64_t{frames} * compression.framesPerUnit;
         switch (compression.coding) {
@@ -292,7 +276,7 @@ class IffWalker {
     }
 
     void readSoundData(std::uint64_t payload, std::uint32_t size) {
-        const auto head = bytesAt(payload, std::min(size, 8u));
+        const auto head = bytesAt(file_, payload, std::min(size, 8u));
         ByteReader reader(head, ByteOrder::Big);
         const std::uint64_t start = std::uint64_t{8} + reader.u32();
         reader.skip(4);  // block size: alignment only
@@ -303,13 +287,8 @@ class IffWalker {
     void setData(std::uint64_t position, std::uint64_t size) {
         hasData_ = true;
         dataPosition_ = position;
-        dataSize_ = declaredSize_ = size;
-        const std::uint64_t there = file_.size() > position ? file_.size() - position : 0;
-        if (size > there) {
-            file_.warn("Warning: data chunk truncated - will read what data there is",
-                       maud_ ? "MDAT" : "SSND", position);
-            dataSize_ = there;
-        }
+        declaredSize_ = size;
+        dataSize_ = availableBytes(file_, position, size, maud_ ? "MDAT" : "SSND");
     }
 
     void readMarkers(const std::vector<Byte>& chunk) {
@@ -362,7 +341,7 @@ class IffWalker {
         if (!hasData_)
             return fail("No SSND data");
         if (!compression_)
-            return fail(kUnknownFormat);
+            return fail(kUnknownSampleFormat);
         applyInstrument();
         if (compression_->coding == Coding::Codec) {
             waveform_.sourceOffset = dataPosition_;
@@ -485,14 +464,8 @@ class IffWalker {
 }  // namespace
 
 bool readAiff(Collection& collection, OpenFile& file, std::uint32_t) {
-    auto* waveform = collection.create<Waveform>(file.stem());
-    if (!waveform)
-        return fail(kOutOfMemory);
-    waveform->sourceFile = utf8FromPath(file.path);
-    if (IffWalker(file, *waveform).read())
-        return true;
-    collection.remove(waveform->id());
-    return false;
+    return readWaveform(collection, file,
+                        [](OpenFile& from, Waveform& waveform) { return IffWalker(from, waveform).read(); });
 }
 
 }  // namespace velor

@@ -4,7 +4,7 @@
 #include "formats/core/codecs/oki_adpcm.h"
 #include "formats/core/codecs/yamaha_adpcm.h"
 #include "formats/core/raw_speech.h"
-#include "formats/core/waves/wave_file.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
