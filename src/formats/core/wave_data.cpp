@@ -4,6 +4,7 @@
 
 #include "base/byte_reader.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codecs/block_loop.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/codecs/ms_adpcm.h"
@@ -66,14 +67,11 @@ class GsmBlockDecoder {
     explicit GsmBlockDecoder(std::uint32_t blockBytes) : blockBytes_(blockBytes) {}
 
     std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to) {
-        std::size_t written = 0;
-        while (!from.empty()) {
-            const auto block = from.first(std::min<std::size_t>(blockBytes_, from.size()));
-            written += pairs_.decode(block.first(block.size() / gsm610::kPairBytes * gsm610::kPairBytes),
-                                     to.subspan(written));
-            from = from.subspan(block.size());
-        }
-        return written;
+        return decodeBlocks(
+            from, blockBytes_, to, [this](std::span<const Byte> block, std::span<std::int16_t> samples) {
+                return pairs_.decode(block.first(block.size() / gsm610::kPairBytes * gsm610::kPairBytes),
+                                     samples);
+            });
     }
 
   private:

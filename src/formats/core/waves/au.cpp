@@ -124,9 +124,9 @@ bool readAu(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeAu(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     const Coding& coding = *std::ranges::find(kCodings, plan.target.layout.encoding, &Coding::encoding);
     const auto channels = static_cast<std::uint32_t>(plan.target.channels);

@@ -437,9 +437,9 @@ bool readCoreAudio(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeCoreAudio(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     const auto entries = infoEntries(*waveform);
     const std::uint64_t region = waveform->looped ? kChunkHeader + 8 + kRegionHeader + 2 * kMarkerSize : 0;

@@ -68,6 +68,16 @@ bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stor
     return true;
 }
 
+bool attachUnsignedBytes(Waveform& waveform, OpenFile& file, double rate, std::uint64_t position,
+                         std::uint64_t frames) {
+    StoredWave stored;
+    stored.layout = {SampleEncoding::Pcm8, ByteOrder::Little, true};
+    stored.rate = rate;
+    stored.position = position;
+    stored.frames = frames;
+    return attachStoredWave(waveform, file, stored);
+}
+
 void setPitch(Waveform& waveform, double hertz) {
     constexpr double kConcertPitch = 440, kConcertKey = 69;
     if (!(hertz > 0))
@@ -100,6 +110,17 @@ bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writabl
         return fail("The file format can not store this number of channels");
     plan.dataSize = encodedSize(waveform, plan.target);
     return true;
+}
+
+Waveform* planWave(Item& item, const OpenFile& file, std::uint32_t writable, ByteOrder order,
+                   WavePlan& plan) {
+    Waveform* waveform = waveformToWrite(item);
+    return waveform && planWave(*waveform, file.save, writable, order, plan) ? waveform : nullptr;
+}
+
+bool finishWave(Waveform& waveform, const WavePlan& plan, ByteWriter& to, FileImage& image, OpenFile& file) {
+    return encodeWaveform(waveform, plan.target, to.block(to.remaining()), *file.ui) &&
+           file.write(image.bytes());
 }
 
 void warnOfLoopMode(const Waveform& waveform, const OpenFile& file) {

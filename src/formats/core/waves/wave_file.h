@@ -39,6 +39,10 @@ struct StoredWave {
 // Describes the waveform and makes it decode the samples when they are needed. Missing data are warned of.
 bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stored);
 
+// The same for a file of one channel of unsigned bytes behind a header.
+bool attachUnsignedBytes(Waveform& waveform, OpenFile& file, double rate, std::uint64_t position,
+                         std::uint64_t frames = kToFileEnd);
+
 // The key and the fine tune (-50..50 cents) of a waveform whose fundamental has this many Hz. Leaves it as it
 // is when that is no pitch of a key 0..127.
 void setPitch(Waveform& waveform, double hertz);
@@ -62,6 +66,13 @@ struct WavePlan {
 // the samples decoded when they cannot be streamed. False with LastErrorText.
 bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writable, ByteOrder order,
               WavePlan& plan);
+
+// The same for the item that a writer was given; nullptr with LastErrorText, for items that are no waveform
+// too.
+Waveform* planWave(Item& item, const OpenFile& file, std::uint32_t writable, ByteOrder order, WavePlan& plan);
+
+// Fills the rest of the image, where `to` stands, with the samples and writes the file.
+bool finishWave(Waveform& waveform, const WavePlan& plan, ByteWriter& to, FileImage& image, OpenFile& file);
 
 // A loop's limits as whole frames.
 struct WholeLoop {
