@@ -1,7 +1,6 @@
 #include "formats/core/aiff_reader.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <optional>
 #include <vector>
@@ -9,13 +8,8 @@
 #include "base/byte_reader.h"
 #include "base/error.h"
 #include "base/ieee_extended.h"
-#include "formats/core/codec_streams.h"
-#include "formats/core/codecs/dwvw.h"
-#include "formats/core/codecs/gsm610.h"
+#include "formats/core/aiff_data.h"
 #include "formats/core/id3.h"
-#include "formats/core/undecoded_source.h"
-#include "formats/framework/codec_source.h"
-#include "formats/framework/stored_samples.h"
 #include "formats/framework/waveform_io.h"
 
 namespace velor {
@@ -28,78 +22,6 @@ constexpr std::size_t kMostMarkerBytes = 1u << 21;  // at most 65535 markers
 constexpr std::size_t kMostTagBytes = 1u << 20;
 constexpr std::size_t kLongestText = 256;
 constexpr std::size_t kLongestTypeName = 96;
-
-enum class Coding : std::uint8_t {
-    BigEndianPcm,
-    LittleEndianPcm,
-    UnsignedPcm,  // 8-bit MAUD
-    Float,
-    ALaw,
-    MuLaw,
-    Codec,  // nothing that this build decodes
-};
-
-struct Compression {
-    std::uint32_t type;
-    Coding coding;
-    int bits = 0;                     // 0: as COMM says
-    std::string_view codec{};         // Coding::Codec: the name for messages
-    std::uint32_t framesPerUnit = 1;  // frames that one "frame" of COMM stands for
-};
-
-constexpr Compression kCompressions[] = {
-    {fourCc("NONE"), Coding::BigEndianPcm},
-    {fourCc("none"), Coding::BigEndianPcm},
-    {fourCc("twos"), Coding::BigEndianPcm},
-    {fourCc("lpcm"), Coding::BigEndianPcm},
-    {fourCc("sowt"), Coding::LittleEndianPcm},
-    {fourCc("in24"), Coding::BigEndianPcm, 24},
-    {fourCc("in32"), Coding::BigEndianPcm, 32},
-    {fourCc("fl32"), Coding::Float, 32},
-    {fourCc("fl64"), Coding::Float, 64},
-    {fourCc("FL32"), Coding::Float, 32},  // older writers
-    {fourCc("FL64"), Coding::Float, 64},
-    {fourCc("alaw"), Coding::ALaw, 8},
-    {fourCc("ALAW"), Coding::ALaw, 8},
-    {fourCc("ulaw"), Coding::MuLaw, 8},
-    {fourCc("ULAW"), Coding::MuLaw, 8},
-    {fourCc("ima4"), Coding::Codec, 4, "IMA ADPCM", 64},
-    {fourCc("IMA4"), Coding::Codec, 4, "IMA ADPCM", 64},
-    {fourCc("MAC3"), Coding::Codec, 3, "MACE 3:1", 6},
-    {fourCc("MAC6"), Coding::Codec, 1, "MACE 6:1", 6},
-    {fourCc("G721"), Coding::Codec, 4, "G.721 ADPCM"},
-    {fourCc("G722"), Coding::Codec, 4, "G.722"},
-    {fourCc("G723"), Coding::Codec, 0, "G.723 ADPCM"},
-    {fourCc("G726"), Coding::Codec, 0, "G.726 ADPCM"},
-    {fourCc("GSM "), Coding::Codec, 2, "GSM 6.10"},
-    {fourCc("DWVW"), Coding::Codec, 0, "DWVW"},
-};
-
-// One bit stream through all the data; two channels take turns in it.
-class DwvwSamples final : public SampleDecoder {
-  public:
-    explicit DwvwSamples(int bits) : bits_(bits) {}
-
-    std::size_t decode(std::span<const Byte> from, std::span<float> to) override {
-        constexpr float kScale = 1.0f / 2147483648.0f;
-        DwvwDecoder decoder(from, bits_);
-        std::array<std::int32_t, 4096> piece;
-        std::size_t written = 0;
-        while (written < to.size()) {
-            const std::size_t count =
-                decoder.decode(std::span(piece).first(std::min(piece.size(), to.size() - written)));
-            if (count == 0)
-                break;
-            for (std::size_t i = 0; i < count; ++i)
-                to[written + i] = static_cast<float>(piece[i]) * kScale;
-            written += count;
-        }
-        return written;
-    }
-
-  private:
-    int bits_;
-};
 
 class IffWalker {
   public:
@@ -208,8 +130,8 @@ class IffWalker {
             if (typeName.empty())
                 typeName.assign(characters.begin(), characters.end());
         }
-        const auto* found = std::ranges::find(kCompressions, type, &Compression::type);
-        if (found == std::end(kCompressions))
+        const AiffCompression* found = findAiffCompression(type);
+        if (!found)
             return fail("Unsupported compression type: " + typeName);
         return setCompression(*found, bits, frames);
     }
@@ -230,49 +152,19 @@ class IffWalker {
             return fail("The MAUD header is too short");
         setRate(waveform_, file_, divisor ? clock / divisor : 0, "MHDR");
         if (coding == 0 && bits == 8)
-            return setCompression({0, Coding::UnsignedPcm}, bits, frames);
+            return setCompression({0, AiffCoding::UnsignedPcm}, bits, frames);
         if (coding == 0 && bits == 16)
-            return setCompression({0, Coding::BigEndianPcm}, bits, frames);
+            return setCompression({0, AiffCoding::BigEndianPcm}, bits, frames);
         if (coding == 2)
-            return setCompression({0, Coding::ALaw, 8}, bits, frames);
+            return setCompression({0, AiffCoding::ALaw, 8}, bits, frames);
         if (coding == 3)
-            return setCompression({0, Coding::MuLaw, 8}, bits, frames);
+            return setCompression({0, AiffCoding::MuLaw, 8}, bits, frames);
         return fail(kUnknownSampleFormat);
     }
 
-    bool setCompression(const Compression& compression, std::uint16_t commonBits, std::uint32_t frames) {
+    bool setCompression(const AiffCompression& compression, std::uint16_t bits, std::uint32_t frames) {
         compression_ = compression;
-        const int bits = compression.bits ? compression.bits : commonBits;
-        const bool pcm = compression.coding <= Coding::UnsignedPcm;
-        if (pcm && (bits < 1 || bits > 32))
-            return fail(kUnknownSampleFormat);
-        waveform_.bits = static_cast<std::uint8_t>(std::clamp(bits, 1, 64));
-        std::uint64_t count = std::uint64_t{frames} * compression.framesPerUnit;
-        switch (compression.coding) {
-            case Coding::Float:
-                waveform_.format = SampleFormat::Float32;
-                break;
-            case Coding::ALaw:
-                waveform_.format = SampleFormat::ALaw;
-                break;
-            case Coding::MuLaw:
-                waveform_.format = SampleFormat::MuLaw;
-                break;
-            case Coding::Codec:
-                waveform_.format = SampleFormat::Adpcm;
-                if (compression.type == fourCc("GSM ") && waveform_.channels != 1)
-                    return fail("Can only handle (the standard!) mono GSM");
-                if (compression.type == fourCc("DWVW"))
-                    waveform_.format = SampleFormat::Pcm16;
-                else if (compression.type == fourCc("GSM "))
-                    count = (count + 159) / 160 * 160;
-                break;
-            default:
-                waveform_.format = sampleFormatOfPcm(bits);
-                break;
-        }
-        waveform_.frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(count, UINT32_MAX));
-        return true;
+        return applyAiffCompression(compression, bits, frames, waveform_);
     }
 
     void readSoundData(std::uint64_t payload, std::uint32_t size) {
@@ -286,9 +178,9 @@ class IffWalker {
 
     void setData(std::uint64_t position, std::uint64_t size) {
         hasData_ = true;
-        dataPosition_ = position;
-        declaredSize_ = size;
-        dataSize_ = availableBytes(file_, position, size, maud_ ? "MDAT" : "SSND");
+        data_.position = position;
+        data_.declaredSize = size;
+        data_.size = availableBytes(file_, position, size, maud_ ? "MDAT" : "SSND");
     }
 
     void readMarkers(const std::vector<Byte>& chunk) {
@@ -343,120 +235,17 @@ class IffWalker {
         if (!compression_)
             return fail(kUnknownSampleFormat);
         applyInstrument();
-        if (compression_->coding == Coding::Codec) {
-            waveform_.sourceOffset = dataPosition_;
-            waveform_.sourceFormat = encodingBit(
-                compression_->type == fourCc("GSM ") ? SampleEncoding::Gsm : SampleEncoding::Adpcm4);
-            attachCodec();
-            return true;
-        }
-        StoredBlock block;
-        block.position = dataPosition_;
-        block.byteSize = dataSize_;
-        block.storedChannels = waveform_.channels;
-        block.layout = layout();
-        attachStoredSamples(waveform_, file_.input, block);
+        attachAiffData(waveform_, *compression_, file_.input, data_);
         return true;
-    }
-
-    // Bits of a code. Writers may give the width of decoded samples instead; then the data size tells.
-    int codeWidth() const {
-        const std::uint64_t samples = std::uint64_t{waveform_.frames} * waveform_.channels;
-        if ((waveform_.bits >= 2 && waveform_.bits <= 5) || samples == 0)
-            return std::clamp<int>(waveform_.bits, 2, 5);
-        return static_cast<int>(std::clamp<std::uint64_t>((declaredSize_ * 8 + samples / 2) / samples, 2, 5));
-    }
-
-    // The common chunk counts packets. Some writers count the frames instead, or share the packets out among
-    // the channels; the size that the data chunk declares tells.
-    void correctPacketCount(const CodecUnit& unit) {
-        const std::uint64_t held = declaredSize_ / unit.bytes * unit.frames;
-        const std::uint64_t counted = waveform_.frames;
-        const bool framesCounted =
-            counted > held && counted / unit.frames > held - unit.frames && counted / unit.frames <= held;
-        if (framesCounted)
-            waveform_.frames /= unit.frames;
-        else if (waveform_.channels == 2 && counted / unit.frames == held / unit.frames / 2)
-            waveform_.frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(held, UINT32_MAX));
-    }
-
-    void attachCodec() {
-        const int channels = waveform_.channels;
-        CodecData data;
-        switch (compression_->type) {
-            case fourCc("ima4"):
-            case fourCc("IMA4"):
-                setIma4(data, channels);
-                correctPacketCount(data.unit);
-                break;
-            case fourCc("GSM "):
-                data.unit = {gsm610::kFrameBytes, gsm610::kFrameSamples};
-                data.makeDecoder = decoder16<gsm610::FramesDecoder>();
-                break;
-            case fourCc("MAC3"):
-                setMace(data, MaceRatio::ThreeToOne, channels);
-                break;
-            case fourCc("MAC6"):
-                setMace(data, MaceRatio::SixToOne, channels);
-                break;
-            case fourCc("DWVW"):
-                if (DwvwDecoder::supportsWidth(waveform_.bits)) {
-                    data.makeDecoder = [bits = int{waveform_.bits}] {
-                        return std::make_unique<DwvwSamples>(bits);
-                    };
-                }
-                break;
-            case fourCc("G722"):
-                setG722(data, 8, CodePacking::HighBitsFirst, channels);
-                break;
-            case fourCc("G721"):
-            case fourCc("G723"):
-            case fourCc("G726"):
-                setG72x(data, codeWidth(), CodePacking::HighBitsFirst, channels);
-                break;
-            default:
-                break;
-        }
-        if (!data.makeDecoder) {
-            waveform_.setSource(undecodedSource(compression_->codec));
-            return;
-        }
-        data.position = dataPosition_;
-        data.byteSize = dataSize_;
-        attachCodecSamples(waveform_, file_.input, std::move(data));
-    }
-
-    SampleLayout layout() const {
-        // Samples fill their bytes from the top, so narrower ones need no scaling of their own.
-        SampleLayout layout;
-        layout.order = compression_->coding == Coding::LittleEndianPcm ? ByteOrder::Little : ByteOrder::Big;
-        layout.isUnsigned = compression_->coding == Coding::UnsignedPcm;
-        switch (compression_->coding) {
-            case Coding::Float:
-                layout.encoding = waveform_.bits == 64 ? SampleEncoding::Float64 : SampleEncoding::Float32;
-                break;
-            case Coding::ALaw:
-                layout.encoding = SampleEncoding::ALaw;
-                break;
-            case Coding::MuLaw:
-                layout.encoding = SampleEncoding::MuLaw;
-                break;
-            default:
-                layout.encoding = pcmEncoding((waveform_.bits + 7u) / 8);
-                break;
-        }
-        return layout;
     }
 
     OpenFile& file_;
     Waveform& waveform_;
     bool aifc_ = false;
     bool maud_ = false;
-    std::optional<Compression> compression_;
+    std::optional<AiffCompression> compression_;
     bool hasData_ = false;
-    std::uint64_t dataPosition_ = 0;
-    std::uint64_t dataSize_ = 0;      // as far as the file holds them
-    std::uint64_t declaredSize_ = 0;  // as the chunk says
+    AiffData data_;
     std::map<std::uint16_t, std::uint32_t> markers_;
     std::vector<Byte> instrument_;
 };
