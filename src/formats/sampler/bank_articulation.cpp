@@ -152,7 +152,8 @@ constexpr double kMiddleVelocity = 64 / 127.0;
 
 class Builder {
   public:
-    explicit Builder(const BankVoice& voice) : voice_(voice), generators_(voice.values) {
+    explicit Builder(const BankVoice& voice)
+        : voice_(voice), generators_(voice.values), gain_(voice.gain) {
         const ArticulationValues& defaults = defaultArticulation();
         std::copy(defaults.begin(), defaults.end(), values_.begin());
         // What is a modulator there is the default of a parameter here, and has to be asked for.
@@ -366,6 +367,8 @@ class Builder {
     }
 
     void buildVolumeEnvelope() {
+        if (voice_.shutdown >= 0)
+            values_[par::VEnvelope + env::ShutdownRate] = voice_.shutdown;
         const double silent = voice_.envelopeRange * 10;  // centibels
         const double sustain = std::max(generators_[gen::VolEnvSustain], 0.0);
         const bool toSilence = sustain >= silent;
@@ -392,7 +395,7 @@ class Builder {
     const BankVoice& voice_;
     GeneratorValues generators_;
     std::array<double, kArticulationParameters> values_{};
-    double gain_ = 0;  // dB
+    double gain_;  // dB
     double forcedVelocity_ = -1;
 };
 

@@ -118,6 +118,8 @@ struct BankVoice {
     double attenuationShare = 1;  // how much of the attenuation generator counts
     double envelopeRange = 100;   // dB that the decay and release times of the volume envelope stand for
     int rootKey = 60;             // for a forced key
+    double gain = 0;              // dB
+    double shutdown = -1;         // seconds from full volume to silence when cut off; negative: the default
 };
 
 // How often each parameter would have gone beyond its range.
