@@ -16,7 +16,7 @@ namespace gen = generator;
 
 // The largest banks have some ten thousand. A small file can ask for millions: every preset may name every
 // instrument.
-constexpr std::size_t kMostRegions = 1u << 18;
+constexpr std::size_t kMostRegions = 1u << 17;
 
 // What a region wants of its waveform, until all waveforms that are needed are known.
 struct Use {
