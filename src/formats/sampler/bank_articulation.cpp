@@ -152,8 +152,7 @@ constexpr double kMiddleVelocity = 64 / 127.0;
 
 class Builder {
   public:
-    explicit Builder(const BankVoice& voice)
-        : voice_(voice), generators_(voice.values), gain_(voice.gain) {
+    explicit Builder(const BankVoice& voice) : voice_(voice), generators_(voice.values), gain_(voice.gain) {
         const ArticulationValues& defaults = defaultArticulation();
         std::copy(defaults.begin(), defaults.end(), values_.begin());
         // What is a modulator there is the default of a parameter here, and has to be asked for.
@@ -226,8 +225,8 @@ class Builder {
             offset(target, contribution(modulation, std::min(forcedVelocity_, 127.0) / 127));
         } else if (isVelocityToVolume(modulation)) {
             // Of other curves than the concave one, the strength at the middle velocity counts.
-            const BankModulation concave{BankSource::Velocity, SourceCurve::Concave, true, false, false,
-                                         gen::Attenuation, 1};
+            const BankModulation concave{
+                BankSource::Velocity, SourceCurve::Concave, true, false, false, gen::Attenuation, 1};
             const double at = modulation.falling ? kMiddleVelocity : 1 - kMiddleVelocity;
             const double depth = modulation.curve == SourceCurve::Concave
                                      ? modulation.amount
@@ -300,18 +299,17 @@ class Builder {
     }
 
     void buildVolume() {
-        values_[par::MasterVolume] =
-            gain_ - generators_[gen::Attenuation] * voice_.attenuationShare / 10;
+        values_[par::MasterVolume] = gain_ - generators_[gen::Attenuation] * voice_.attenuationShare / 10;
     }
 
     void buildFilter() {
         values_[par::FLfoToCutoff] = generators_[gen::ModLfoToCutoff] / 100;
         values_[par::FEnvToCutoff] = generators_[gen::ModEnvToCutoff] / 100;
-        const bool moves = used({par::VelocityToCutoff, par::KeyToCutoff, par::WheelToCutoff,
-                                 par::PressureToCutoff, par::FLfoToCutoff, par::WheelToFLfoToCutoff,
-                                 par::PressureToFLfoToCutoff, par::VelocityToFLfoToCutoff, par::FEnvToCutoff,
-                                 par::VelocityToFEnvToCutoff, par::VelocityToResonance,
-                                 par::WheelToResonance, par::PressureToResonance});
+        const bool moves =
+            used({par::VelocityToCutoff, par::KeyToCutoff, par::WheelToCutoff, par::PressureToCutoff,
+                  par::FLfoToCutoff, par::WheelToFLfoToCutoff, par::PressureToFLfoToCutoff,
+                  par::VelocityToFLfoToCutoff, par::FEnvToCutoff, par::VelocityToFEnvToCutoff,
+                  par::VelocityToResonance, par::WheelToResonance, par::PressureToResonance});
         constexpr double kOpen = 13500;
         if (!moves && generators_[gen::Cutoff] >= kOpen && generators_[gen::Resonance] <= 0)
             return;

@@ -15,9 +15,8 @@ constexpr std::size_t kMostConnections = 512;
 
 namespace source {
 constexpr std::uint16_t kNone = 0, kLfo = 1, kVelocity = 2, kKey = 3, kModEnvelope = 5, kBend = 6,
-                        kPolyPressure = 7, kChannelPressure = 8, kVibrato = 9, kWheel = 0x81,
-                        kVolume = 0x87, kPan = 0x8A, kExpression = 0x8B, kReverb = 0xDB, kChorus = 0xDD,
-                        kBendRange = 0x100;
+                        kPolyPressure = 7, kChannelPressure = 8, kVibrato = 9, kWheel = 0x81, kVolume = 0x87,
+                        kPan = 0x8A, kExpression = 0x8B, kReverb = 0xDB, kChorus = 0xDD, kBendRange = 0x100;
 }
 
 namespace destination {
@@ -158,8 +157,8 @@ BankModulation modulationOf(const DlsConnection& connection) {
     BankModulation result;
     const bool depth = isGenerator(connection.source);
     const std::uint16_t controller = depth ? connection.control : connection.source;
-    result.generator = depth ? depthOf(connection.source, connection.destination)
-                             : generatorOf(connection.destination);
+    result.generator =
+        depth ? depthOf(connection.source, connection.destination) : generatorOf(connection.destination);
     result.source = controllerOf(controller);
     result.amount = amountOf(connection);
     if (!depth && connection.source == source::kBend && connection.control == source::kBendRange)

@@ -35,7 +35,8 @@ bool parseDlsWaveSample(std::span<const Byte> chunk, DlsWaveSample& sample) {
     sample.looped = true;
     sample.untilRelease = type == kUntilRelease;
     sample.loopStart = start;
-    sample.loopEnd = static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{start} + length, UINT32_MAX));
+    sample.loopEnd =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(std::uint64_t{start} + length, UINT32_MAX));
     return true;
 }
 

@@ -114,7 +114,8 @@ class BankReader {
     // nullptr when the region would never sound.
     Region* readRegion(const SoundFontPart& zone, const SoundFontPart& part) {
         MidiRange keys, velocities;
-        if (!intersect(zone.keys, part.keys, keys) || !intersect(zone.velocities, part.velocities, velocities))
+        if (!intersect(zone.keys, part.keys, keys) ||
+            !intersect(zone.velocities, part.velocities, velocities))
             return nullptr;
         if (part.target >= records_.samples.size()) {
             ++wrongTargets_;
@@ -228,8 +229,7 @@ class BankReader {
     // Gives the region its waveform, and what it does not share with the others that play it.
     void connect(const Use& use) {
         const Part& part = parts_.at({use.sample, use.start, use.end});
-        Waveform& waveform =
-            *(use.untilRelease || !part.plain ? part.untilRelease : part.plain);
+        Waveform& waveform = *(use.untilRelease || !part.plain ? part.untilRelease : part.plain);
         use.region->links.add(waveform.id());
         RegionOverrides& own = use.region->overrides;
         const auto take = [&own](RegionOverrides::Flag flag, auto& field, auto value, bool differs) {
@@ -240,8 +240,8 @@ class BankReader {
         };
         take(RegionOverrides::RootKey, own.rootKey, static_cast<std::uint8_t>(std::max(use.rootKey, 0)),
              use.rootKey >= 0 && use.rootKey != waveform.rootKey);
-        const Loop loop = loopIn(use.loopStart, use.loopEnd,
-                                 loopOrigin(records_.samples[use.sample], use.start), waveform);
+        const Loop loop =
+            loopIn(use.loopStart, use.loopEnd, loopOrigin(records_.samples[use.sample], use.start), waveform);
         const bool loops = use.loops && loop.sound;
         brokenLoops_ += use.loops && !loop.sound && waveform.frames > 0;
         take(RegionOverrides::Looped, own.looped, loops, loops != waveform.looped);
@@ -261,9 +261,10 @@ class BankReader {
             file_.warn(formatText("The bank has more than %d regions - the rest is left out",
                                   static_cast<int>(kMostRegions)));
         if (compressed_)
-            file_.warn("The samples of this bank are compressed with Ogg Vorbis, which this build cannot "
-                       "decode - instruments and key maps are read",
-                       "smpl", records_.samplePosition);
+            file_.warn(
+                "The samples of this bank are compressed with Ogg Vorbis, which this build cannot "
+                "decode - instruments and key maps are read",
+                "smpl", records_.samplePosition);
         say(wrongTargets_, "1 zone names an instrument or sample that does not exist and is left out",
             "%d zones name an instrument or sample that does not exist and are left out");
         say(romRegions_, "1 region plays a sample of a sound card's ROM and is left out",

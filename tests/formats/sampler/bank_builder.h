@@ -101,7 +101,8 @@ struct SoundFontBuilder {
         Bytes data = chunk("smpl", smpl);
         if (!lowBytes.empty())
             data.add(chunk("sm24", sm24));
-        const Bytes info = chunk("ifil", Bytes().u16(major).u16(4)).add(chunk("INAM", Bytes().text("Bank").u16(0)));
+        const Bytes info =
+            chunk("ifil", Bytes().u16(major).u16(4)).add(chunk("INAM", Bytes().text("Bank").u16(0)));
         const Bytes records = chunk("phdr", phdr)
                                   .add(chunk("pbag", presetLevel.bag))
                                   .add(chunk("pmod", presetLevel.mod))
@@ -132,7 +133,9 @@ struct SoundFontBuilder {
                     ++gens;
                 }
                 for (const Modulator& each : zone.modulators) {
-                    mod.u16(each.source).u16(each.destination).u16(static_cast<unsigned>(each.amount) & 0xFFFF);
+                    mod.u16(each.source)
+                        .u16(each.destination)
+                        .u16(static_cast<unsigned>(each.amount) & 0xFFFF);
                     mod.u16(each.amountSource).u16(each.transform);
                     ++mods;
                 }
@@ -174,15 +177,16 @@ inline Bytes waveSampleChunk(unsigned key, int fineTune, double gain, int loopTy
     return chunk("wsmp", bytes);
 }
 
-inline Bytes dlsRegion(unsigned lowKey, unsigned highKey, unsigned keyGroup, unsigned wave, const Bytes& more = {},
-                       unsigned channel = 1, unsigned linkOptions = 0) {
-    return listChunk("rgn ", chunk("rgnh", Bytes().u16(lowKey).u16(highKey).u16(0).u16(127).u16(0).u16(keyGroup))
-                                 .add(chunk("wlnk", Bytes().u16(linkOptions).u16(0).u32(channel).u32(wave)))
-                                 .add(more));
+inline Bytes dlsRegion(unsigned lowKey, unsigned highKey, unsigned keyGroup, unsigned wave,
+                       const Bytes& more = {}, unsigned channel = 1, unsigned linkOptions = 0) {
+    return listChunk("rgn ",
+                     chunk("rgnh", Bytes().u16(lowKey).u16(highKey).u16(0).u16(127).u16(0).u16(keyGroup))
+                         .add(chunk("wlnk", Bytes().u16(linkOptions).u16(0).u32(channel).u32(wave)))
+                         .add(more));
 }
 
-inline Bytes dlsInstrument(const std::string& name, std::uint32_t bank, unsigned program, const Bytes& regions,
-                           const Bytes& more = {}) {
+inline Bytes dlsInstrument(const std::string& name, std::uint32_t bank, unsigned program,
+                           const Bytes& regions, const Bytes& more = {}) {
     return listChunk("ins ", chunk("insh", Bytes().u32(1).u32(bank).u32(program))
                                  .add(listChunk("lrgn", regions))
                                  .add(more)
@@ -194,11 +198,10 @@ inline Bytes dlsWave(const std::string& name, const std::vector<int>& points, co
     Bytes data;
     for (const int point : points)
         data.u16(static_cast<unsigned>(point) & 0xFFFF);
-    return listChunk(
-        "wave", chunk("fmt ", Bytes().u16(1).u16(1).u32(22050).u32(44100).u16(2).u16(16))
-                    .add(chunk("data", data))
-                    .add(more)
-                    .add(listChunk("INFO", chunk("INAM", Bytes().text(name).u8(0)))));
+    return listChunk("wave", chunk("fmt ", Bytes().u16(1).u16(1).u32(22050).u32(44100).u16(2).u16(16))
+                                 .add(chunk("data", data))
+                                 .add(more)
+                                 .add(listChunk("INFO", chunk("INAM", Bytes().text(name).u8(0)))));
 }
 
 inline Bytes dlsBank(const std::vector<Bytes>& instruments, const std::vector<Bytes>& waves) {

@@ -44,8 +44,8 @@ std::string describe(const Region& region) {
     Waveform& waveform = *region.waveform();
     const RegionOverrides& own = region.overrides;
     const bool looped = own.has(RegionOverrides::Looped) ? own.looped : waveform.looped;
-    const auto start = own.has(RegionOverrides::LoopStart) ? own.loopStart
-                                                            : static_cast<std::uint32_t>(waveform.loopStart);
+    const auto start =
+        own.has(RegionOverrides::LoopStart) ? own.loopStart : static_cast<std::uint32_t>(waveform.loopStart);
     const auto end =
         own.has(RegionOverrides::LoopEnd) ? own.loopEnd : static_cast<std::uint32_t>(waveform.loopEnd);
     std::vector<float> edge(2);
@@ -61,7 +61,8 @@ std::string describe(const Region& region) {
           std::to_string(waveform.sampleRate), std::to_string(waveform.fineTune), std::to_string(looped),
           std::to_string(looped ? start : 0), std::to_string(looped ? end : 0),
           std::to_string(regionSetting(nullptr, nullptr, region, parameter::ExclusiveClass)),
-          std::to_string(static_cast<int>(edge[0] * 32768)), std::to_string(static_cast<int>(edge[1] * 32768))})
+          std::to_string(static_cast<int>(edge[0] * 32768)),
+          std::to_string(static_cast<int>(edge[1] * 32768))})
         text += '\t' + field;
     return text;
 }
@@ -107,8 +108,8 @@ TEST_P(RealBanks, HoldWhatAnIndependentReadingFinds) {
             const double found = static_cast<double>(values[std::stoul(fields[1])]);
             const bool same = std::fabs(found - expected) <= 1e-4 * std::max(0.01, std::fabs(expected));
             wrong += !same;
-            EXPECT_TRUE(same) << current->name() << ", parameter " << fields[1] << ": " << found << " instead of "
-                              << expected;
+            EXPECT_TRUE(same) << current->name() << ", parameter " << fields[1] << ": " << found
+                              << " instead of " << expected;
         }
     }
     EXPECT_EQ(instrument, instruments.size());
@@ -122,7 +123,8 @@ TEST_P(RealBanks, HaveThePresetsThatAPlayerLists) {
     ASSERT_TRUE(openFile(collection, path(), false, services)) << LastErrorText;
     std::set<std::string> found, listed;
     for (const Instrument* each : collection.all<Instrument>())
-        found.insert(formatText("%03d-%03d %s", each->patch.drum() ? 128 : static_cast<int>(each->patch.bankMsb()),
+        found.insert(formatText("%03d-%03d %s",
+                                each->patch.drum() ? 128 : static_cast<int>(each->patch.bankMsb()),
                                 static_cast<int>(each->patch.program()), each->name().c_str()));
     writeFile(folder / "commands", [] {
         const std::string text = "inst 1\nquit\n";
@@ -130,7 +132,8 @@ TEST_P(RealBanks, HaveThePresetsThatAPlayerLists) {
     }());
     // The player takes its commands from a file and lists the presets; the sound goes nowhere.
     ASSERT_TRUE(run("(fluidsynth -q -a file -o audio.file.name=/dev/null -o shell.prompt='' -f " +
-                    quoted(folder / "commands") + " " + path() + " < /dev/null > " + quoted(folder / "list") + ")"));
+                    quoted(folder / "commands") + " " + path() + " < /dev/null > " + quoted(folder / "list") +
+                    ")"));
     std::ifstream list(folder / "list");
     for (std::string line; std::getline(list, line);) {
         if (line.size() > 8 && line[3] == '-')

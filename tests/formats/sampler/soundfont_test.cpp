@@ -37,7 +37,8 @@ struct SoundFont : testing::Test {
     }
     double value(const BankZone& preset, const BankZone& instrument, int number) {
         const Region* only = region(preset, instrument);
-        return only ? resolveArticulation(nullptr, nullptr, &only->articulation)[static_cast<std::size_t>(number)]
+        return only ? resolveArticulation(nullptr, nullptr,
+                                          &only->articulation)[static_cast<std::size_t>(number)]
                     : NAN;
     }
 
@@ -46,8 +47,12 @@ struct SoundFont : testing::Test {
     Collection collection;
 };
 
-double hertz(double cents) { return 8.175798916 * std::pow(2, cents / 1200); }
-double seconds(double timecents) { return std::pow(2, timecents / 1200); }
+double hertz(double cents) {
+    return 8.175798916 * std::pow(2, cents / 1200);
+}
+double seconds(double timecents) {
+    return std::pow(2, timecents / 1200);
+}
 
 // Expected values are worked out from the units of SoundFont 2.04, section 8.1.2.
 TEST_F(SoundFont, GeneratorsBecomeParameters) {
@@ -175,13 +180,13 @@ TEST_F(SoundFont, ModulatorsBecomeParameters) {
         {{{0x0203, 17, 640}}, {}, 53, 0.24},
         {{{0x0000, 9, 50}}, {}, 35, 5},  // no controller counts as 1
         // What has no counterpart is said.
-        {{{0x0502, 8, 1000}}, {}, 25, -5, 1},       // concave, played straight
-        {{{0x0582, 8, 1000}}, {}, 23, 0, 1},        // breath controller, falling
-        {{{0x0D02, 8, 1000}}, {}, 23, 0, 1},        // switch
+        {{{0x0502, 8, 1000}}, {}, 25, -5, 1},         // concave, played straight
+        {{{0x0582, 8, 1000}}, {}, 23, 0, 1},          // breath controller, falling
+        {{{0x0D02, 8, 1000}}, {}, 23, 0, 1},          // switch
         {{{0x0002, 8, 1000, 0x0003}}, {}, 23, 0, 1},  // product of two controllers
-        {{{0x0002, 8, 0, 0x0003}}, {}, 23, 0, 0},   // of no effect
-        {{{0x0587, 48, 0}}, {}, 14, 0, 1},          // volume made dead
-        {{{0x00FF, 0x8000, 100}}, {}, 14, 0, 1},    // linked modulators
+        {{{0x0002, 8, 0, 0x0003}}, {}, 23, 0, 0},     // of no effect
+        {{{0x0587, 48, 0}}, {}, 14, 0, 1},            // volume made dead
+        {{{0x00FF, 0x8000, 100}}, {}, 14, 0, 1},      // linked modulators
     };
     for (const Case& each : cases) {
         const double actual = value({{}, each.preset}, {{}, each.instrument}, each.parameter);
@@ -194,15 +199,14 @@ TEST_F(SoundFont, ModulatorsBecomeParameters) {
 TEST_F(SoundFont, ZonesInheritAndIntersect) {
     SoundFontBuilder bank;
     bank.samples = {{"one"}, {"two"}, {"rom", 0, 50, 0, 10, 22050, 60, 0, 0x8001}};
-    bank.instruments = {
-        {"split",
-         {{{{17, -500}, {48, 100}}, {}},                   // global
-          {{{43, 0x3B00}, {53, 0}, {17, 500}}, {}},        // what follows the sample does not count
-          {{{43, 0x7F3C}, {44, 0x7F40}, {17, 100}, {53, 1}}, {}},
-          {{{43, 0x7F3C}, {53, 2}}, {}},                   // ROM
-          {{{53, 77}}, {}},                                // no such sample
-          {{{17, 0}}, {}}}},                               // names nothing
-        {"plain", {{{{57, 3}, {53, 0}}, {}}}}};
+    bank.instruments = {{"split",
+                         {{{{17, -500}, {48, 100}}, {}},             // global
+                          {{{43, 0x3B00}, {53, 0}, {17, 500}}, {}},  // what follows the sample does not count
+                          {{{43, 0x7F3C}, {44, 0x7F40}, {17, 100}, {53, 1}}, {}},
+                          {{{43, 0x7F3C}, {53, 2}}, {}},  // ROM
+                          {{{53, 77}}, {}},               // no such sample
+                          {{{17, 0}}, {}}}},              // names nothing
+                        {"plain", {{{{57, 3}, {53, 0}}, {}}}}};
     bank.presets = {{"a", 5, 2, {{{{48, 50}}, {}}, {{{43, 0x4030}, {41, 0}}, {}}, {{{57, 9}, {41, 1}}, {}}}},
                     {"drums", 1, 128, {{{{43, 0x1000}, {44, 0x2000}, {41, 0}}, {}}}},
                     {"beyond", 1, 0x0103, {{{{41, 9}}, {}}}}};
@@ -210,7 +214,8 @@ TEST_F(SoundFont, ZonesInheritAndIntersect) {
     const auto instruments = collection.all<Instrument>();
     ASSERT_EQ(instruments.size(), 3u);
     const auto named = [&](const char* name) {
-        return *std::ranges::find_if(instruments, [&](const Instrument* each) { return each->name() == name; });
+        return *std::ranges::find_if(instruments,
+                                     [&](const Instrument* each) { return each->name() == name; });
     };
     const Instrument& a = *named("a");
     EXPECT_EQ(a.patch, PatchNumber(5, 0, 2, false));
@@ -254,12 +259,12 @@ TEST_F(SoundFont, LoopsKeysAndPartsOfSamples) {
         return BankZone{all, {}};
     };
     bank.instruments = {{"i",
-                         {zone(0, {{54, 1}}),                       // looped as the header says
-                          zone(1, {}),                              // not looped
+                         {zone(0, {{54, 1}}),  // looped as the header says
+                          zone(1, {}),         // not looped
                           zone(2, {{54, 1}, {2, 10}, {3, -20}, {58, 50}}),
-                          zone(3, {{54, 1}, {0, 50}, {1, -100}}),   // a part of the sample
-                          zone(4, {{54, 3}, {0, 50}, {1, -100}}),   // the same until release
-                          zone(5, {{54, 1}, {2, 800}}),             // loop upside down
+                          zone(3, {{54, 1}, {0, 50}, {1, -100}}),     // a part of the sample
+                          zone(4, {{54, 3}, {0, 50}, {1, -100}}),     // the same until release
+                          zone(5, {{54, 1}, {2, 800}}),               // loop upside down
                           zone(6, {{54, 2}, {4, 1}, {0, -8}}, 1)}}};  // coarse offset
     bank.presets = {{"p", 0, 0, {{{{41, 0}}, {}}}}};
     services.load.autoSortWaves = false;
@@ -346,7 +351,8 @@ TEST_F(SoundFont, StereoHalvesJoinOnlyWhenTheyLieAtTheSides) {
         bank.samples = {{"piano L", 0, 100}, {"piano R", 100, 200, 110, 190}};
         for (std::size_t i = 0; i < bank.points.size(); ++i)
             bank.points[i] = static_cast<int>(i);
-        bank.instruments = {{"i", {{{{17, -pan}, {54, 1}, {53, 0}}, {}}, {{{17, pan}, {54, 1}, {53, 1}}, {}}}}};
+        bank.instruments = {
+            {"i", {{{{17, -pan}, {54, 1}, {53, 0}}, {}}, {{{17, pan}, {54, 1}, {53, 1}}, {}}}}};
         bank.presets = {{"p", 0, 0, {{{{41, 0}}, {}}}}};
         ASSERT_TRUE(open(bank));
         if (pan != 500) {
@@ -387,7 +393,8 @@ TEST_F(SoundFont, DamageIsSurvivedAndSaid) {
         }
     }
     EXPECT_FALSE(open(chunk("RIFF", Bytes().text("sfbk"))));
-    EXPECT_EQ(LastErrorText, "The SoundFont bank has no presets and instruments: the file is cut short or damaged");
+    EXPECT_EQ(LastErrorText,
+              "The SoundFont bank has no presets and instruments: the file is cut short or damaged");
 }
 
 TEST_F(SoundFont, AFileThatAsksForMillionsOfRegionsGetsAWarning) {
