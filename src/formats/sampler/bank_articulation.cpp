@@ -442,6 +442,21 @@ ModulationFit modulationFit(const BankModulation& modulation) {
     return straight ? ModulationFit::Same : ModulationFit::Straightened;
 }
 
+void foldTuning(BankVoice& voice) {
+    constexpr double kMost = 48;  // semitones
+    GeneratorValues& values = voice.values;
+    const double tuning = values[gen::CoarseTune] + values[gen::FineTune] / 100;
+    const double perKey = values[gen::ScaleTuning] / 100;
+    if (std::fabs(tuning) <= kMost || perKey <= 0 || values[gen::ForcedKey] >= 0)
+        return;
+    const double keys = std::ceil((std::fabs(tuning) - kMost) / perKey);
+    const double root = voice.rootKey + (tuning < 0 ? keys : -keys);
+    if (root < 0 || root > 127)
+        return;
+    values[gen::CoarseTune] += (tuning < 0 ? keys : -keys) * perKey;
+    voice.rootKey = static_cast<int>(root);
+}
+
 void setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,
                          Articulation& to, LimitedValues& limited) {
     Builder builder(voice);

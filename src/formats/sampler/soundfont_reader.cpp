@@ -129,8 +129,9 @@ class BankReader {
         BankVoice voice;
         voice.values = joinedValues(zone, part);
         joinModulators(zone, part, modulations_);
-        const int forcedRoot = static_cast<int>(voice.values[gen::RootKey]);
-        voice.rootKey = forcedRoot >= 0 ? forcedRoot : sample.rootKey;
+        const double ownRoot = voice.values[gen::RootKey];
+        voice.rootKey = ownRoot >= 0 ? static_cast<int>(ownRoot) : sample.rootKey;
+        foldTuning(voice);
         // The hardware that the format was made for plays 4 dB for every 10 of this generator, and banks are
         // balanced by ear on it or on players that do the same.
         voice.attenuationShare = 0.4;
@@ -138,7 +139,7 @@ class BankReader {
         region->keys = keys;
         region->velocities = velocities;
         setBankArticulation(voice, modulations_, region->articulation, limited_);
-        uses_.push_back(useOf(region, part, sample, forcedRoot));
+        uses_.push_back(useOf(region, part, sample, voice.rootKey));
         return region;
     }
 

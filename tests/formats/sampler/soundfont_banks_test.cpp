@@ -57,9 +57,9 @@ std::string describe(const Region& region) {
     for (const std::string& field :
          {waveform.name(), std::to_string(region.keys.low), std::to_string(region.keys.high),
           std::to_string(region.velocities.low), std::to_string(region.velocities.high),
-          std::to_string(region.rootKey()), std::to_string(waveform.frames),
-          std::to_string(waveform.sampleRate), std::to_string(waveform.fineTune), std::to_string(looped),
-          std::to_string(looped ? start : 0), std::to_string(looped ? end : 0),
+          std::to_string(waveform.frames), std::to_string(waveform.sampleRate),
+          std::to_string(waveform.fineTune), std::to_string(looped), std::to_string(looped ? start : 0),
+          std::to_string(looped ? end : 0),
           std::to_string(regionSetting(nullptr, nullptr, region, parameter::ExclusiveClass)),
           std::to_string(static_cast<int>(edge[0] * 32768)),
           std::to_string(static_cast<int>(edge[1] * 32768))})
@@ -81,6 +81,7 @@ TEST_P(RealBanks, HoldWhatAnIndependentReadingFinds) {
     const Instrument* current = nullptr;
     const Layer* currentLayer = nullptr;
     ArticulationValues values{};
+    int root = 60;
     for (std::string line; std::getline(oracle, line) && wrong < 10;) {
         const auto fields = fieldsOf(line);
         if (fields[0] == "preset") {
@@ -102,7 +103,15 @@ TEST_P(RealBanks, HoldWhatAnIndependentReadingFinds) {
             const std::string found = describe(played);
             wrong += found != line;
             EXPECT_EQ(found, line) << current->name();
+            root = played.rootKey();
             ++regions;
+        } else if (fields[0] == "pitch") {
+            const double found =
+                static_cast<double>(values[parameter::MasterTuning]) +
+                (std::stod(fields[1]) - root) * static_cast<double>(values[parameter::KeyToPitch]);
+            EXPECT_NEAR(found, std::stod(fields[2]), 1e-4) << current->name();
+        } else if (fields[0] == "root") {
+            EXPECT_EQ(std::to_string(root), fields[1]) << current->name();
         } else {
             const double expected = std::stod(fields[2]);
             const double found = static_cast<double>(values[std::stoul(fields[1])]);

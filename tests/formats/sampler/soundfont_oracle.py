@@ -111,7 +111,6 @@ def main(bank, out):
                     root = value(58) if value(58) >= 0 else header[6] if header[6] < 128 else 60
                     sustain = value(37)
                     parameters = {
-                        0: min(max(value(51) + value(52) / 100, -48), 48),
                         1: value(56) / 100,
                         3: value(6) / 100,
                         7: value(5) / 100,
@@ -128,7 +127,7 @@ def main(bank, out):
                         97: 0 if sustain >= 1000 else 10 ** (-sustain / 200),
                         98: min(seconds(value(38)), 100),
                     }
-                    lines.write('\t'.join(map(str, ['region', text(header[0]), *key, *velocity, root, end - start,
+                    lines.write('\t'.join(map(str, ['region', text(header[0]), *key, *velocity, end - start,
                                                     header[5], header[7], loop,
                                                     loop_start if loop else 0, loop_end if loop else 0,
                                                     value(57),
@@ -136,6 +135,11 @@ def main(bank, out):
                                                     *[struct.unpack('<h', data[samples[0] + 2 * at:
                                                                                samples[0] + 2 * at + 2])[0]
                                                       for at in (start, end - 1)]])) + '\n')
+                    tune = value(51) + value(52) / 100
+                    for key in (48, 72):  # what they sound like, by root key and tuning together
+                        lines.write(f'pitch\t{key}\t{(key - root) * value(56) / 100 + tune:.9g}\n')
+                    if abs(tune) <= 48:
+                        lines.write(f'root\t{root}\n')
                     for parameter, number in sorted(parameters.items()):
                         lines.write(f'value\t{parameter}\t{number:.9g}\n')
 

@@ -67,6 +67,7 @@ TEST_F(SoundFont, GeneratorsBecomeParameters) {
         {{{51, 3}, {52, 20}}, {{51, -1}, {52, 5}}, 0, 2.25},
         {{{52, 90}}, {{52, 90}}, 0, 0.99},
         {{{56, 50}}, {}, 1, 0.5},
+        {{{51, -60}, {56, 50}}, {}, 0, -48},  // the rest is in the root key
         {{}, {}, 2, 2},
         {{{46, 48}}, {}, 0, -12},  // a forced key: the same pitch on all keys
         {{{46, 48}}, {}, 1, 0},
