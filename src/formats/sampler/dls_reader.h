@@ -11,7 +11,7 @@ namespace velor {
 bool readDls(Collection& collection, OpenFile& file, std::uint32_t variant);
 
 // The same for a bank that lies in another file: `offset` is the place of its "RIFF", `size` the bytes from
-// there on that belong to it.
+// there on that belong to it. The collection keeps its name.
 bool readDlsForm(Collection& collection, OpenFile& file, std::uint64_t offset, std::uint64_t size);
 
 }  // namespace velor

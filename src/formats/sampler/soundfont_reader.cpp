@@ -296,16 +296,36 @@ class BankReader {
 
 }  // namespace
 
-bool readSoundFont(Collection& collection, OpenFile& file, std::uint32_t) {
+namespace {
+
+bool readForm(Collection& collection, const OpenFile& file, std::uint64_t begin, std::uint64_t end,
+              std::string& name) {
     SoundFontRecords records;
-    if (!readSoundFontRecords(file, 0, file.size(), records))
+    if (!readSoundFontRecords(file, begin, end, records))
         return false;
     if (records.majorVersion == 1)
         return fail("Reading SoundFont version 1 banks is not supported in this build");
-    if (!records.name.empty())
-        collection.setName(records.name);
+    name = records.name;
     BankReader(collection, file, records).read();
     return true;
+}
+
+}  // namespace
+
+bool readSoundFont(Collection& collection, OpenFile& file, std::uint32_t) {
+    std::string name;
+    if (!readForm(collection, file, 0, file.size(), name))
+        return false;
+    if (!name.empty())
+        collection.setName(name);
+    return true;
+}
+
+bool readSoundFontForm(Collection& collection, OpenFile& file, std::uint64_t offset, std::uint64_t size) {
+    const std::uint64_t fileSize = file.size();
+    offset = std::min(offset, fileSize);
+    std::string name;
+    return readForm(collection, file, offset, offset + std::min(size, fileSize - offset), name);
 }
 
 }  // namespace velor

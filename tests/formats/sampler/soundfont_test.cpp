@@ -407,6 +407,24 @@ TEST_F(SoundFont, AFileThatAsksForMillionsOfRegionsGetsAWarning) {
     EXPECT_FALSE(ui.warnings.empty());
 }
 
+TEST_F(SoundFont, ABankInsideAnotherFile) {
+    auto bank = SoundFontBuilder::simple({}, {});
+    bank.points[3] = -77;
+    const Bytes whole = bank.build();
+    const Bytes outer = Bytes().text("a song").add(whole).text("and more");
+    OpenFile file;
+    file.input = File::fromBytes(outer.data, "song.rmi");
+    file.path = "song.rmi";
+    file.ui = &ui;
+    ASSERT_TRUE(readSoundFontForm(collection, file, 6, whole.size())) << LastErrorText;
+    ASSERT_EQ(collection.count(ItemKind::Waveform), 1u);
+    Waveform& waveform = *collection.all<Waveform>().front();
+    ASSERT_TRUE(waveform.loadSamples());
+    EXPECT_EQ(waveform.samples()[3] * 32768, -77);
+    EXPECT_FALSE(readSoundFontForm(collection, file, 7, whole.size()));
+    EXPECT_EQ(LastErrorText, "Not a SoundFont bank");
+}
+
 TEST_F(SoundFont, MissingPadBytesAreForgiven) {
     auto bank = SoundFontBuilder::simple({}, {});
     Bytes bytes = bank.build();
