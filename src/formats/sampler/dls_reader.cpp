@@ -214,6 +214,7 @@ class DlsReader {
                 readArticulation(chunk, connections);
             }
         }
+        missingWaves_ += sounds && !linked;
         if (!sounds || !linked)
             return nullptr;
         use.region = collection_.create<Region>("Region");
@@ -256,8 +257,6 @@ class DlsReader {
             const std::string name = "Wave " + std::to_string(waves_.size() + 1);
             if (!readWaveImage(collection_, file_, chunk.payload, chunk.end, name, wave.waveform))
                 ++damaged;
-            else if (wave.waveform->name() == name)
-                nameWave(*wave.waveform, chunk);
             waves_.push_back(wave);
             offsets_.push_back(chunk.start - pool_.payload);
         }
@@ -265,17 +264,6 @@ class DlsReader {
             file_.warn(formatText("%d wave%s of the pool can not be read: %s", static_cast<int>(damaged),
                                   pluralSuffix(damaged), LastErrorText.c_str()),
                        "wvpl", pool_.start);
-    }
-
-    void nameWave(Waveform& waveform, const RiffChunk& wave) const {
-        RiffChunks chunks(input(), wave);
-        RiffChunk chunk;
-        while (chunks.next(chunk)) {
-            if (!chunk.isList(fourCc("INFO")))
-                continue;
-            if (const std::string name = nameIn(chunk); !name.empty())
-                waveform.setName(name);
-        }
     }
 
     std::optional<DlsWaveSample> waveSampleIn(const RiffChunk& wave) const {

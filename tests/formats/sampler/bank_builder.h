@@ -58,7 +58,8 @@ struct SoundFontBuilder {
     std::vector<Instrument> instruments;
     std::vector<Sample> samples{{"sample"}};
     std::vector<int> points = std::vector<int>(200, 0);
-    std::vector<unsigned> lowBytes;  // sm24
+    std::vector<unsigned> lowBytes;            // sm24
+    std::vector<Modulator> defaultModulators;  // DMOD
 
     // One preset that plays one instrument that plays sample 0.
     static SoundFontBuilder simple(BankZone preset, BankZone instrument) {
@@ -101,8 +102,13 @@ struct SoundFontBuilder {
         Bytes data = chunk("smpl", smpl);
         if (!lowBytes.empty())
             data.add(chunk("sm24", sm24));
-        const Bytes info =
-            chunk("ifil", Bytes().u16(major).u16(4)).add(chunk("INAM", Bytes().text("Bank").u16(0)));
+        Bytes info = chunk("ifil", Bytes().u16(major).u16(4)).add(chunk("INAM", Bytes().text("Bank").u16(0)));
+        if (!defaultModulators.empty()) {
+            Bytes defaults;
+            for (const Modulator& each : defaultModulators)
+                append(defaults, each);
+            info.add(chunk("DMOD", defaults.zeros(10)));
+        }
         const Bytes records = chunk("phdr", phdr)
                                   .add(chunk("pbag", presetLevel.bag))
                                   .add(chunk("pmod", presetLevel.mod))
@@ -120,6 +126,11 @@ struct SoundFontBuilder {
     }
 
   private:
+    static void append(Bytes& to, const Modulator& each) {
+        to.u16(each.source).u16(each.destination).u16(static_cast<unsigned>(each.amount) & 0xFFFF);
+        to.u16(each.amountSource).u16(each.transform);
+    }
+
     struct Level {
         Bytes bag, mod, gen;
         unsigned bags = 0, mods = 0, gens = 0;
@@ -133,10 +144,7 @@ struct SoundFontBuilder {
                     ++gens;
                 }
                 for (const Modulator& each : zone.modulators) {
-                    mod.u16(each.source)
-                        .u16(each.destination)
-                        .u16(static_cast<unsigned>(each.amount) & 0xFFFF);
-                    mod.u16(each.amountSource).u16(each.transform);
+                    append(mod, each);
                     ++mods;
                 }
             }

@@ -197,6 +197,46 @@ TEST_F(SoundFont, ModulatorsBecomeParameters) {
     }
 }
 
+TEST_F(SoundFont, ABankCanBringItsOwnDefaultModulators) {
+    auto bank = SoundFontBuilder::simple({}, {});
+    bank.defaultModulators = {{0x0502, 48, 480}, {0x0081, 5, 30}};
+    ASSERT_TRUE(open(bank));
+    const auto values =
+        resolveArticulation(nullptr, nullptr, &collection.all<Region>().front()->articulation);
+    EXPECT_FLOAT_EQ(values[parameter::VelocityToVolume], 48);
+    EXPECT_FLOAT_EQ(values[parameter::WheelToXLfoToPitch], 0.3f);
+    EXPECT_FLOAT_EQ(values[parameter::WheelToPLfoToPitch], 0);
+    EXPECT_FLOAT_EQ(values[parameter::Cc91ToSend1], 0);
+}
+
+// A compressed sample is a stream of bytes; its length is that of its last Ogg page, and its loop counts from
+// its own first frame.
+TEST_F(SoundFont, CompressedSamplesAreListedNotDecoded) {
+    SoundFontBuilder bank;
+    const Bytes page = Bytes().text("OggS").u8(0).u8(4).u32(5000).u32(0).zeros(14);
+    bank.points.assign(page.size() / 2 + 20, 0);
+    for (std::size_t i = 0; i + 1 < page.size(); i += 2)
+        bank.points[10 + i / 2] = page.data[i] | page.data[i + 1] << 8;
+    const unsigned at = 20, end = at + static_cast<unsigned>(page.size());
+    bank.samples = {{"packed", at, end, 1000, 4000, 44100, 60, 0, 0x11}, {"plain", 0, 8, 2, 6}};
+    bank.instruments = {
+        {"i", {{{{54, 1}, {53, 0}}, {}}, {{{54, 1}, {2, 100}, {53, 0}}, {}}, {{{53, 1}}, {}}}}};
+    bank.presets = {{"p", 0, 0, {{{{41, 0}}, {}}}}};
+    ASSERT_TRUE(open(bank));
+    ASSERT_EQ(ui.warnings.size(), 1u);
+    EXPECT_NE(ui.warnings[0].find("Ogg Vorbis"), std::string::npos);
+    const auto regions = collection.all<Region>();
+    ASSERT_EQ(regions.size(), 3u);
+    Waveform& packed = *regions[0]->waveform();
+    EXPECT_EQ(packed.frames, 5000u);
+    EXPECT_EQ(packed.loopStart, 1000);
+    EXPECT_EQ(packed.loopEnd, 4000);
+    EXPECT_EQ(regions[1]->overrides.loopStart, 1100u);
+    EXPECT_FALSE(packed.loadSamples());
+    EXPECT_EQ(LastErrorText, "Decoding Ogg Vorbis is not supported in this build");
+    EXPECT_TRUE(regions[2]->waveform()->loadSamples());
+}
+
 TEST_F(SoundFont, ZonesInheritAndIntersect) {
     SoundFontBuilder bank;
     bank.samples = {{"one"}, {"two"}, {"rom", 0, 50, 0, 10, 22050, 60, 0, 0x8001}};
