@@ -58,6 +58,7 @@
 #include "formats/framework/probes/synth_voices.h"
 #include "formats/framework/probes/tracker.h"
 #include "formats/framework/raw_codec.h"
+#include "formats/sampler/dls_reader.h"
 #include "formats/sampler/soundfont_reader.h"
 
 namespace velor {
@@ -133,7 +134,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 59 */ {"dig", "Digilink", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 60 */ {"dig", "Sound Designer I", readSoundDesigner1, nullptr, probe::soundDesigner1, 1, 0, 0},
     /* 61 */ {"dlp", "DirectMusic Producer", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
-    /* 62 */ {"dls", "DownLoadable Sounds", readNotBuilt, nullptr, probe::dlsBank, 128, 0, 0},
+    /* 62 */ {"dls", "DownLoadable Sounds", readDls, nullptr, probe::dlsBank, 128, 0, 0},
     /* 63 */ {"dls", "DownLoadable Sounds level 1", nullptr, writeNotBuilt, nullptr, 145, 0x100005, 1},
     /* 64 */ {"dls", "DownLoadable Sounds level 2", nullptr, writeNotBuilt, nullptr, 145, 0x2100005, 2},
     /* 65 */ {"dls", "DownLoadable Sounds level 2+", nullptr, writeNotBuilt, nullptr, 145, 0x2122375, 3},

@@ -152,7 +152,7 @@ constexpr double kMiddleVelocity = 64 / 127.0;
 
 class Builder {
   public:
-    explicit Builder(const BankVoice& voice) : voice_(voice), generators_(voice.values) {
+    explicit Builder(const BankVoice& voice) : voice_(voice), generators_(voice.values), gain_(voice.gain) {
         const ArticulationValues& defaults = defaultArticulation();
         std::copy(defaults.begin(), defaults.end(), values_.begin());
         // What is a modulator there is the default of a parameter here, and has to be asked for.
@@ -225,8 +225,8 @@ class Builder {
             offset(target, contribution(modulation, std::min(forcedVelocity_, 127.0) / 127));
         } else if (isVelocityToVolume(modulation)) {
             // Of other curves than the concave one, the strength at the middle velocity counts.
-            const BankModulation concave{BankSource::Velocity, SourceCurve::Concave, true, false, false,
-                                         gen::Attenuation, 1};
+            const BankModulation concave{
+                BankSource::Velocity, SourceCurve::Concave, true, false, false, gen::Attenuation, 1};
             const double at = modulation.falling ? kMiddleVelocity : 1 - kMiddleVelocity;
             const double depth = modulation.curve == SourceCurve::Concave
                                      ? modulation.amount
@@ -299,18 +299,17 @@ class Builder {
     }
 
     void buildVolume() {
-        values_[par::MasterVolume] =
-            gain_ - generators_[gen::Attenuation] * voice_.attenuationShare / 10;
+        values_[par::MasterVolume] = gain_ - generators_[gen::Attenuation] * voice_.attenuationShare / 10;
     }
 
     void buildFilter() {
         values_[par::FLfoToCutoff] = generators_[gen::ModLfoToCutoff] / 100;
         values_[par::FEnvToCutoff] = generators_[gen::ModEnvToCutoff] / 100;
-        const bool moves = used({par::VelocityToCutoff, par::KeyToCutoff, par::WheelToCutoff,
-                                 par::PressureToCutoff, par::FLfoToCutoff, par::WheelToFLfoToCutoff,
-                                 par::PressureToFLfoToCutoff, par::VelocityToFLfoToCutoff, par::FEnvToCutoff,
-                                 par::VelocityToFEnvToCutoff, par::VelocityToResonance,
-                                 par::WheelToResonance, par::PressureToResonance});
+        const bool moves =
+            used({par::VelocityToCutoff, par::KeyToCutoff, par::WheelToCutoff, par::PressureToCutoff,
+                  par::FLfoToCutoff, par::WheelToFLfoToCutoff, par::PressureToFLfoToCutoff,
+                  par::VelocityToFLfoToCutoff, par::FEnvToCutoff, par::VelocityToFEnvToCutoff,
+                  par::VelocityToResonance, par::WheelToResonance, par::PressureToResonance});
         constexpr double kOpen = 13500;
         if (!moves && generators_[gen::Cutoff] >= kOpen && generators_[gen::Resonance] <= 0)
             return;
@@ -366,6 +365,8 @@ class Builder {
     }
 
     void buildVolumeEnvelope() {
+        if (voice_.shutdown >= 0)
+            values_[par::VEnvelope + env::ShutdownRate] = voice_.shutdown;
         const double silent = voice_.envelopeRange * 10;  // centibels
         const double sustain = std::max(generators_[gen::VolEnvSustain], 0.0);
         const bool toSilence = sustain >= silent;
@@ -392,7 +393,7 @@ class Builder {
     const BankVoice& voice_;
     GeneratorValues generators_;
     std::array<double, kArticulationParameters> values_{};
-    double gain_ = 0;  // dB
+    double gain_;  // dB
     double forcedVelocity_ = -1;
 };
 
@@ -439,6 +440,21 @@ ModulationFit modulationFit(const BankModulation& modulation) {
     if (!findRoute(modulation))
         return ModulationFit::None;
     return straight ? ModulationFit::Same : ModulationFit::Straightened;
+}
+
+void foldTuning(BankVoice& voice) {
+    constexpr double kMost = 48;  // semitones
+    GeneratorValues& values = voice.values;
+    const double tuning = values[gen::CoarseTune] + values[gen::FineTune] / 100;
+    const double perKey = values[gen::ScaleTuning] / 100;
+    if (std::fabs(tuning) <= kMost || perKey <= 0 || values[gen::ForcedKey] >= 0)
+        return;
+    const double keys = std::ceil((std::fabs(tuning) - kMost) / perKey);
+    const double root = voice.rootKey + (tuning < 0 ? keys : -keys);
+    if (root < 0 || root > 127)
+        return;
+    values[gen::CoarseTune] += (tuning < 0 ? keys : -keys) * perKey;
+    voice.rootKey = static_cast<int>(root);
 }
 
 void setBankArticulation(const BankVoice& voice, std::span<const BankModulation> modulations,

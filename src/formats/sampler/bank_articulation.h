@@ -117,8 +117,14 @@ struct BankVoice {
     GeneratorValues values{};
     double attenuationShare = 1;  // how much of the attenuation generator counts
     double envelopeRange = 100;   // dB that the decay and release times of the volume envelope stand for
-    int rootKey = 60;             // for a forced key
+    int rootKey = 60;
+    double gain = 0;       // dB
+    double shutdown = -1;  // seconds from full volume to silence when cut off; negative: the default
 };
+
+// Brings a tuning beyond the parameter's 4 octaves back into them by moving the root key, where the keys are
+// tuned apart so that this comes to the same. Cymbals that are a sample five octaves down are made that way.
+void foldTuning(BankVoice& voice);
 
 // How often each parameter would have gone beyond its range.
 using LimitedValues = std::array<std::uint32_t, kArticulationParameters>;

@@ -11,8 +11,8 @@
 namespace velor {
 
 struct RiffChunk {
-    std::uint32_t id = 0;    // in fourCc() form
-    std::uint32_t form = 0;  // of RIFF and LIST chunks, which `payload` then starts behind
+    std::uint32_t id = 0;     // in fourCc() form
+    std::uint32_t form = 0;   // of RIFF and LIST chunks, which `payload` then starts behind
     std::uint64_t start = 0;  // file position of the id
     std::uint64_t payload = 0;
     std::uint64_t end = 0;  // of the payload, no further than the list

@@ -16,7 +16,7 @@ namespace gen = generator;
 
 // The largest banks have some ten thousand. A small file can ask for millions: every preset may name every
 // instrument.
-constexpr std::size_t kMostRegions = 1u << 18;
+constexpr std::size_t kMostRegions = 1u << 17;
 
 // What a region wants of its waveform, until all waveforms that are needed are known.
 struct Use {
@@ -114,7 +114,8 @@ class BankReader {
     // nullptr when the region would never sound.
     Region* readRegion(const SoundFontPart& zone, const SoundFontPart& part) {
         MidiRange keys, velocities;
-        if (!intersect(zone.keys, part.keys, keys) || !intersect(zone.velocities, part.velocities, velocities))
+        if (!intersect(zone.keys, part.keys, keys) ||
+            !intersect(zone.velocities, part.velocities, velocities))
             return nullptr;
         if (part.target >= records_.samples.size()) {
             ++wrongTargets_;
@@ -128,8 +129,9 @@ class BankReader {
         BankVoice voice;
         voice.values = joinedValues(zone, part);
         joinModulators(zone, part, modulations_);
-        const int forcedRoot = static_cast<int>(voice.values[gen::RootKey]);
-        voice.rootKey = forcedRoot >= 0 ? forcedRoot : sample.rootKey;
+        const double ownRoot = voice.values[gen::RootKey];
+        voice.rootKey = ownRoot >= 0 ? static_cast<int>(ownRoot) : sample.rootKey;
+        foldTuning(voice);
         // The hardware that the format was made for plays 4 dB for every 10 of this generator, and banks are
         // balanced by ear on it or on players that do the same.
         voice.attenuationShare = 0.4;
@@ -137,7 +139,7 @@ class BankReader {
         region->keys = keys;
         region->velocities = velocities;
         setBankArticulation(voice, modulations_, region->articulation, limited_);
-        uses_.push_back(useOf(region, part, sample, forcedRoot));
+        uses_.push_back(useOf(region, part, sample, voice.rootKey));
         return region;
     }
 
@@ -228,8 +230,7 @@ class BankReader {
     // Gives the region its waveform, and what it does not share with the others that play it.
     void connect(const Use& use) {
         const Part& part = parts_.at({use.sample, use.start, use.end});
-        Waveform& waveform =
-            *(use.untilRelease || !part.plain ? part.untilRelease : part.plain);
+        Waveform& waveform = *(use.untilRelease || !part.plain ? part.untilRelease : part.plain);
         use.region->links.add(waveform.id());
         RegionOverrides& own = use.region->overrides;
         const auto take = [&own](RegionOverrides::Flag flag, auto& field, auto value, bool differs) {
@@ -240,8 +241,8 @@ class BankReader {
         };
         take(RegionOverrides::RootKey, own.rootKey, static_cast<std::uint8_t>(std::max(use.rootKey, 0)),
              use.rootKey >= 0 && use.rootKey != waveform.rootKey);
-        const Loop loop = loopIn(use.loopStart, use.loopEnd,
-                                 loopOrigin(records_.samples[use.sample], use.start), waveform);
+        const Loop loop =
+            loopIn(use.loopStart, use.loopEnd, loopOrigin(records_.samples[use.sample], use.start), waveform);
         const bool loops = use.loops && loop.sound;
         brokenLoops_ += use.loops && !loop.sound && waveform.frames > 0;
         take(RegionOverrides::Looped, own.looped, loops, loops != waveform.looped);
@@ -261,9 +262,10 @@ class BankReader {
             file_.warn(formatText("The bank has more than %d regions - the rest is left out",
                                   static_cast<int>(kMostRegions)));
         if (compressed_)
-            file_.warn("The samples of this bank are compressed with Ogg Vorbis, which this build cannot "
-                       "decode - instruments and key maps are read",
-                       "smpl", records_.samplePosition);
+            file_.warn(
+                "The samples of this bank are compressed with Ogg Vorbis, which this build cannot "
+                "decode - instruments and key maps are read",
+                "smpl", records_.samplePosition);
         say(wrongTargets_, "1 zone names an instrument or sample that does not exist and is left out",
             "%d zones name an instrument or sample that does not exist and are left out");
         say(romRegions_, "1 region plays a sample of a sound card's ROM and is left out",
@@ -294,16 +296,36 @@ class BankReader {
 
 }  // namespace
 
-bool readSoundFont(Collection& collection, OpenFile& file, std::uint32_t) {
+namespace {
+
+bool readForm(Collection& collection, const OpenFile& file, std::uint64_t begin, std::uint64_t end,
+              std::string& name) {
     SoundFontRecords records;
-    if (!readSoundFontRecords(file, 0, file.size(), records))
+    if (!readSoundFontRecords(file, begin, end, records))
         return false;
     if (records.majorVersion == 1)
         return fail("Reading SoundFont version 1 banks is not supported in this build");
-    if (!records.name.empty())
-        collection.setName(records.name);
+    name = records.name;
     BankReader(collection, file, records).read();
     return true;
+}
+
+}  // namespace
+
+bool readSoundFont(Collection& collection, OpenFile& file, std::uint32_t) {
+    std::string name;
+    if (!readForm(collection, file, 0, file.size(), name))
+        return false;
+    if (!name.empty())
+        collection.setName(name);
+    return true;
+}
+
+bool readSoundFontForm(Collection& collection, OpenFile& file, std::uint64_t offset, std::uint64_t size) {
+    const std::uint64_t fileSize = file.size();
+    offset = std::min(offset, fileSize);
+    std::string name;
+    return readForm(collection, file, offset, offset + std::min(size, fileSize - offset), name);
 }
 
 }  // namespace velor

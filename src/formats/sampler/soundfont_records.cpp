@@ -129,8 +129,7 @@ bool readLevel(Lists& lists, const LevelIds& ids, SoundFontLevel& level) {
 }
 
 void readSamples(std::span<const Byte> bytes, std::vector<SoundFontSample>& samples) {
-    const std::size_t records = bytes.size() / kSampleHeader;
-    samples.resize(records > 0 ? records - 1 : 0);
+    samples.resize(bytes.size() / kSampleHeader);
     ByteReader reader(bytes);
     for (SoundFontSample& sample : samples) {
         sample.name = reader.text(kName);
@@ -145,6 +144,9 @@ void readSamples(std::span<const Byte> bytes, std::vector<SoundFontSample>& samp
         reader.skip(2);  // the other half of a stereo pair
         sample.type = reader.u16();
     }
+    // The last record only ends the list. Some writers left it out.
+    if (!samples.empty() && (samples.back().name == "EOS" || samples.back().end <= samples.back().start))
+        samples.pop_back();
 }
 
 void readInfo(const File& file, const RiffChunk& list, SoundFontRecords& records) {

@@ -89,8 +89,8 @@ std::uint32_t oggFrames(const File& file, std::uint64_t start, std::uint64_t end
     return 0;
 }
 
-void attachStream(Waveform& waveform, const File& file, const SoundFontRecords& records,
-                  std::uint64_t start, std::uint64_t end) {
+void attachStream(Waveform& waveform, const File& file, const SoundFontRecords& records, std::uint64_t start,
+                  std::uint64_t end) {
     start = std::min(start, records.sampleBytes);
     end = std::clamp(end, start, records.sampleBytes);
     std::array<Byte, 4> magic{};

@@ -55,14 +55,14 @@ constexpr std::array<Limits, gen::kCount> makeLimits() {
 }
 constexpr auto kLimits = makeLimits();
 
-// Section 8.4. Not among them is the second one, velocity to cutoff by -2400 cents: hardware and players leave
-// it out unless a bank asks for it, and banks are made with that in the ear.
+// Section 8.4. Not among them is the second one, velocity to cutoff by -2400 cents: hardware and players
+// leave it out unless a bank asks for it, and banks are made with that in the ear.
 constexpr SoundFontModulator kDefaults[] = {
-    {0x0502, gen::Attenuation, 960, 0, 0},  // velocity
+    {0x0502, gen::Attenuation, 960, 0, 0},   // velocity
     {0x000D, gen::VibLfoToPitch, 50, 0, 0},  // channel pressure
     {0x0081, gen::VibLfoToPitch, 50, 0, 0},  // modulation wheel
-    {0x0587, gen::Attenuation, 960, 0, 0},  // volume
-    {0x058B, gen::Attenuation, 960, 0, 0},  // expression
+    {0x0587, gen::Attenuation, 960, 0, 0},   // volume
+    {0x058B, gen::Attenuation, 960, 0, 0},   // expression
     {0x028A, gen::Pan, 500, 0, 0},
     {0x00DB, gen::Reverb, 200, 0, 0},
     {0x00DD, gen::Chorus, 200, 0, 0},
@@ -171,8 +171,7 @@ void SoundFontZones::addModulators(const SoundFontLevel& from, const SoundFontZo
         if (&from == presetLevel_)
             meaning.amount = std::fabs(meaning.amount);  // it may take away from the instrument's
         const ModulationFit fit = modulationFit(meaning);
-        const bool builtIn =
-            meaning.source == BankSource::Volume || meaning.source == BankSource::Expression;
+        const bool builtIn = meaning.source == BankSource::Volume || meaning.source == BankSource::Expression;
         if (fit == ModulationFit::None && (modulator.amount != 0 || builtIn))
             ++unplayed_;
         else if (fit == ModulationFit::Straightened && modulator.amount != 0)
