@@ -5,7 +5,7 @@
 
 #include "base/error.h"
 #include "formats/core/midi_file.h"
-#include "formats/core/riff_midi.h"
+#include "formats/sampler/riff_midi.h"
 #include "items/midi_song_operations.h"
 #include "items/midi_timeline.h"
 

@@ -10,7 +10,7 @@
 #include "formats/core/raw_g72x.h"
 #include "formats/core/raw_gsm.h"
 #include "formats/core/raw_rockwell.h"
-#include "formats/core/riff_midi.h"
+#include "formats/sampler/riff_midi.h"
 #include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"

@@ -62,10 +62,16 @@ bool SynthEngine::loadInstrument(Instrument& instrument, bool add) {
     }
     auto built = SynthInstrument::build(instrument, samples_);
     if (built)
-        instruments_.push_back(built);
+        addInstrument(built);
     enable();
     clipped_.store(0);
     return built ? true : fail(kCouldNotCreateInstrument);
+}
+
+// With room for as many regions as one trigger could take.
+void SynthEngine::addInstrument(std::shared_ptr<const SynthInstrument> built) {
+    selected_.reserve(built->regions.size());
+    instruments_.push_back(std::move(built));
 }
 
 bool SynthEngine::loadPatch(Collection& collection, PatchNumber patch) {
@@ -75,7 +81,7 @@ bool SynthEngine::loadPatch(Collection& collection, PatchNumber patch) {
         auto built = SynthInstrument::build(*instrument, samples_);
         if (!built)
             return fail(kCouldNotCreateInstrument);
-        instruments_.push_back(std::move(built));
+        addInstrument(std::move(built));
         return true;
     }
     return fail(kCouldNotCreateInstrument);

@@ -110,6 +110,8 @@ class SynthEngine {
         std::shared_ptr<const SynthInstrument> old, by;
     };
 
+    void addInstrument(std::shared_ptr<const SynthInstrument> built);
+
     // Messages, in engine_messages.cpp
     void handle(MidiMessage message);
     void controlChange(Channel& channel, std::uint32_t index, unsigned number, unsigned value);

@@ -43,7 +43,9 @@ TEST_F(EngineTest, MessagesMoveThePitch) {
         {"bend down", {{0xE0, 0, 0}}, -2},
         {"bend centre", {{0xE0, 0, 64}}, 0},
         {"bend range 12", {{0xB0, 101, 0}, {0xB0, 100, 0}, {0xB0, 6, 12}, {0xE0, 127, 127}}, 12},
-        {"bend range 1.5", {{0xB0, 101, 0}, {0xB0, 100, 0}, {0xB0, 6, 1}, {0xB0, 38, 50}, {0xE0, 0, 0}}, -1.5},
+        {"bend range 1.5",
+         {{0xB0, 101, 0}, {0xB0, 100, 0}, {0xB0, 6, 1}, {0xB0, 38, 50}, {0xE0, 0, 0}},
+         -1.5},
         {"data entry without a number", {{0xB0, 6, 12}, {0xE0, 127, 127}}, 2},
         {"fine tuning up", {{0xB0, 101, 0}, {0xB0, 100, 1}, {0xB0, 6, 96}}, 0.5},
         {"coarse tuning", {{0xB0, 101, 0}, {0xB0, 100, 2}, {0xB0, 6, 71}}, 7},
@@ -67,8 +69,10 @@ TEST_F(EngineTest, MessagesMoveThePitch) {
 }
 
 TEST_F(EngineTest, KeysAndTuningSetThePitch) {
-    for (const auto& [key, keyToPitch, tuning, expected] :
-         {std::tuple{72, 1.0f, 0.0f, 12.0}, {36, 1.0f, 0.0f, -24.0}, {84, 0.5f, 0.0f, 12.0}, {60, 1.0f, -1.25f, -1.25}}) {
+    for (const auto& [key, keyToPitch, tuning, expected] : {std::tuple{72, 1.0f, 0.0f, 12.0},
+                                                            {36, 1.0f, 0.0f, -24.0},
+                                                            {84, 0.5f, 0.0f, 12.0},
+                                                            {60, 1.0f, -1.25f, -1.25}}) {
         instrument.articulation.set(p::KeyToPitch, keyToPitch);
         region.articulation.set(p::MasterTuning, tuning);
         const auto synth = engine();
@@ -88,10 +92,16 @@ TEST_F(EngineTest, MessagesMoveTheLevel) {
     const Case cases[] = {
         {"full", {{0xB0, 7, 127}}, 127, full, full},
         {"volume 100 at start", {}, 127, 40 * std::log10(100.0 / 127), 40 * std::log10(100.0 / 127)},
-        {"expression 64", {{0xB0, 7, 127}, {0xB0, 11, 64}}, 127, 40 * std::log10(64.0 / 127),
+        {"expression 64",
+         {{0xB0, 7, 127}, {0xB0, 11, 64}},
+         127,
+         40 * std::log10(64.0 / 127),
          40 * std::log10(64.0 / 127)},
         {"velocity 64", {{0xB0, 7, 127}}, 64, 40 * std::log10(64.0 / 127), 40 * std::log10(64.0 / 127)},
-        {"fourteen bits", {{0xB0, 7, 64}, {0xB0, 39, 64}}, 127, 40 * std::log10((64 * 128 + 64) / 16129.0),
+        {"fourteen bits",
+         {{0xB0, 7, 64}, {0xB0, 39, 64}},
+         127,
+         40 * std::log10((64 * 128 + 64) / 16129.0),
          40 * std::log10((64 * 128 + 64) / 16129.0)},
         {"hard left", {{0xB0, 7, 127}, {0xB0, 10, 0}}, 127, 3.0103, -200},
         {"hard right", {{0xB0, 7, 127}, {0xB0, 10, 127}}, 127, -200, 3.0103},
@@ -230,9 +240,12 @@ TEST_F(EngineTest, ProgramsFallBack) {
         std::uint32_t patch;
     };
     const std::uint32_t none = 0xFFFFFFFF;
-    for (const Case& c :
-         {Case{0, 0, 3, 5, lsb.patch.value}, {0, 9, 4, 5, bank.patch.value}, {0, 8, 0, 0, 0},
-          {0, 0, 0, 5, none}, {9, 0, 0, 40, drums.patch.value}, {25, 0, 0, 1, drums.patch.value}}) {
+    for (const Case& c : {Case{0, 0, 3, 5, lsb.patch.value},
+                          {0, 9, 4, 5, bank.patch.value},
+                          {0, 8, 0, 0, 0},
+                          {0, 0, 0, 5, none},
+                          {9, 0, 0, 40, drums.patch.value},
+                          {25, 0, 0, 1, drums.patch.value}}) {
         const unsigned port = c.channel / 16;
         const unsigned low = c.channel % 16;
         send(*synth, 0xB0 | low, 0, c.msb, port);
@@ -332,8 +345,10 @@ TEST_F(EngineTest, RandomMessagesLeaveNothingBehind) {
     for (int block = 0; block < 4000; ++block) {
         for (int i = 0; i < 14; ++i) {
             const auto status = static_cast<unsigned>(0x80 + random() % 0x80);
-            synth->queueEvent(MidiMessage(status, static_cast<unsigned>(random() % 200),
-                                           static_cast<unsigned>(random() % 128), static_cast<unsigned>(random() % 4)), 0);
+            synth->queueEvent(
+                MidiMessage(status, static_cast<unsigned>(random() % 200),
+                            static_cast<unsigned>(random() % 128), static_cast<unsigned>(random() % 4)),
+                0);
         }
         float out[2 * kBlockFrames];
         synth->renderBlock(out);

@@ -54,7 +54,8 @@ inline std::vector<float> play(SynthEngine& engine, double seconds) {
     return out;
 }
 
-inline void send(SynthEngine& engine, unsigned status, unsigned data1, unsigned data2 = 0, unsigned port = 0) {
+inline void send(SynthEngine& engine, unsigned status, unsigned data1, unsigned data2 = 0,
+                 unsigned port = 0) {
     engine.queueEvent(MidiMessage(status, data1, data2, port), 0);
 }
 
@@ -66,7 +67,9 @@ inline double rms(const std::vector<float>& stereo, int side, std::size_t from =
     return count ? std::sqrt(sum / static_cast<double>(count)) : 0;
 }
 
-inline double decibels(double gain) { return 20 * std::log10(std::max(gain, 1e-12)); }
+inline double decibels(double gain) {
+    return 20 * std::log10(std::max(gain, 1e-12));
+}
 
 // Frequency of a sine in Hz, by its rising zero crossings from `from` on.
 inline double frequency(const std::vector<float>& stereo, std::size_t from = 2400, double rate = kTestRate) {
@@ -86,6 +89,8 @@ inline double frequency(const std::vector<float>& stereo, std::size_t from = 240
     return periods > 0 ? periods * rate / (last - first) : 0;
 }
 
-inline double semitones(double ratio) { return 12 * std::log2(ratio); }
+inline double semitones(double ratio) {
+    return 12 * std::log2(ratio);
+}
 
 }  // namespace velor

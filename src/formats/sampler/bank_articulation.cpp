@@ -148,6 +148,8 @@ double centibels(double level) {
     return std::pow(10, -level / 200);
 }
 
+// Where the convex attack bends, as a share of its time.
+constexpr double kConvexKnee = 0.12;
 constexpr double kMiddleVelocity = 64 / 127.0;
 
 class Builder {
@@ -386,6 +388,17 @@ class Builder {
         }
         const double fall = std::clamp(generators_[gen::ModEnvSustain] / 1000, 0.0, 1.0);
         setStages(block, gen::ModEnvDelay, fall);
+        // SoundFont's modulation envelope rises on a convex curve, 1 + 5/12 log10(time) of its attack.
+        // Without a delay both attack segments are free for it: two straight lines that leave it by less than
+        // a tenth.
+        if (voice_.convexAttack && values_[block + env::Attack1Time] == 0) {
+            const double attack = values_[block + env::Attack2Time];
+            values_[block + env::Attack1Time] = attack * kConvexKnee;
+            values_[block + env::Attack1Level] = attack > 0 ? 1 + 5.0 / 12 * std::log10(kConvexKnee) : 0;
+            values_[block + env::Attack2Time] = attack * (1 - kConvexKnee);
+            for (const std::uint16_t factor : {std::uint16_t{1}, std::uint16_t{2}})
+                values_[block + env::Attack1Time + factor] = values_[block + env::Attack2Time + factor];
+        }
         values_[block + env::SustainLevel] = 1 - fall;
         values_[block + env::Release1Rate] = secondsFromTimecents(generators_[gen::ModEnvRelease]);
     }

@@ -117,6 +117,7 @@ struct BankVoice {
     GeneratorValues values{};
     double attenuationShare = 1;  // how much of the attenuation generator counts
     double envelopeRange = 100;   // dB that the decay and release times of the volume envelope stand for
+    bool convexAttack = false;    // of the modulation envelope, as in SoundFont; straight in DLS
     int rootKey = 60;
     double gain = 0;       // dB
     double shutdown = -1;  // seconds from full volume to silence when cut off; negative: the default

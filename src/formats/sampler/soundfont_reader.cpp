@@ -127,6 +127,7 @@ class BankReader {
             return nullptr;
         }
         BankVoice voice;
+        voice.convexAttack = true;
         voice.values = joinedValues(zone, part);
         joinModulators(zone, part, modulations_);
         const double ownRoot = voice.values[gen::RootKey];

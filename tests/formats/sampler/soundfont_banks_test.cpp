@@ -2,6 +2,8 @@
 // presets with a player's.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <fstream>
 #include <set>
 
@@ -51,8 +53,12 @@ std::string describe(const Region& region) {
     std::vector<float> edge(2);
     const auto stream = waveform.source()->openStream(waveform);
     EXPECT_TRUE(stream->read(1, edge.data()));
-    EXPECT_TRUE(waveform.frames < 2 ||
-                (stream->skip(waveform.frames - 2u) && stream->read(1, edge.data() + 1)));
+    // The last frame without decoding those between.
+    std::array<Byte, 2> last{};
+    if (waveform.frames >= 2) {
+        EXPECT_TRUE(waveform.source()->readStored((waveform.frames - 1u) * 2u, last));
+        edge[1] = static_cast<float>(static_cast<std::int16_t>(last[0] | last[1] << 8)) / 32768;
+    }
     std::string text = "region";
     for (const std::string& field :
          {waveform.name(), std::to_string(region.keys.low), std::to_string(region.keys.high),

@@ -1,4 +1,4 @@
-#include "formats/core/riff_midi.h"
+#include "formats/sampler/riff_midi.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,8 @@
 #include "base/byte_writer.h"
 #include "base/error.h"
 #include "formats/core/midi_file.h"
+#include "formats/sampler/dls_reader.h"
+#include "formats/sampler/soundfont_reader.h"
 
 namespace velor {
 
@@ -21,11 +23,15 @@ constexpr std::uint64_t kMostName = 128;      // bytes of a "DISP" text
 constexpr std::uint64_t kMostText = 0x10000;  // bytes of a text that is taken over
 constexpr std::string_view kSoftware = "Velor Studio v12.6";
 
-// The instruments that a song brings along, a RIFF form "DLS " at `offset`. The one place that knows how they
-// are read.
-bool readInstruments(Collection&, OpenFile& file, std::uint64_t offset, std::uint64_t) {
-    file.warn("The DLS instruments inside the file are not read in this build", "DLS ", offset);
-    return true;
+// The instruments that a song brings along, a RIFF form at `offset`. Damaged ones are no reason to lose the
+// song.
+using FormReader = bool (*)(Collection&, OpenFile&, std::uint64_t offset, std::uint64_t size);
+
+void readInstruments(FormReader reader, Collection& collection, OpenFile& file, std::uint64_t offset,
+                     std::uint64_t size, std::string_view form) {
+    if (!reader(collection, file, offset, size))
+        file.warn("The instruments inside the file can not be read: " + LastErrorText, std::string(form),
+                  offset);
 }
 
 // ---- Reading ----
@@ -107,10 +113,11 @@ class RiffMidiReader {
                        walk(chunk.start + kFormHeader, chunk.end, level + 1);
             case fourCc("RIFF"):
                 if (chunk.type == fourCc("DLS "))
-                    return readInstruments(collection_, file_, chunk.start, chunk.end - chunk.start);
+                    readInstruments(readDlsForm, collection_, file_, chunk.start, chunk.end - chunk.start,
+                                    "DLS ");
                 if (chunk.type == fourCc("sfbk"))
-                    file_.warn("The SoundFont bank inside the file is not read in this build", "sfbk",
-                               chunk.start);
+                    readInstruments(readSoundFontForm, collection_, file_, chunk.start,
+                                    chunk.end - chunk.start, "sfbk");
                 return true;
             case fourCc("DISP"):
                 if (song_ && chunk.type == 1)
