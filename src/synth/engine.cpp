@@ -16,7 +16,7 @@ namespace {
 // so that the sums are, too.
 constexpr std::uint32_t kGroup = 8;
 // Room for layered instruments and for voices that fade out, before a pool has to grow.
-constexpr std::uint32_t kVoicesPerNote = 4;
+constexpr std::uint32_t kVoicesPerNote = 8;
 
 float defaultGain(std::uint32_t polyphony) {
     return std::min(1.0f, 2.5f / std::sqrt(static_cast<float>(std::max(polyphony, 1u))));

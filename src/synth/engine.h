@@ -34,7 +34,7 @@ struct SynthOptions {
 
 // Threads: messages may be queued by any thread. render(), renderBlock(), processEvents() and shedLoad()
 // belong to the one render thread, which takes no lock and, once instruments are loaded, allocates nothing
-// (unless more voices sound than four per note of the polyphony). Everything else belongs to the control
+// (unless more voices sound than eight per note of the polyphony). Everything else belongs to the control
 // thread.
 class SynthEngine {
   public:
