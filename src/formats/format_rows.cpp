@@ -5,10 +5,12 @@
 
 #include "formats/core/aiff_reader.h"
 #include "formats/core/aiff_writer.h"
+#include "formats/core/midi_file.h"
 #include "formats/core/raw_adpcm.h"
 #include "formats/core/raw_g72x.h"
 #include "formats/core/raw_gsm.h"
 #include "formats/core/raw_rockwell.h"
+#include "formats/core/riff_midi.h"
 #include "formats/core/wave64.h"
 #include "formats/core/wave_reader.h"
 #include "formats/core/wave_writer.h"
@@ -299,7 +301,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 228 */ {"maud", "MAUD sample", readAiff, nullptr, probe::maud, 1, 0, 0},
     /* 229 */ {"mdl", "Digitrakker module", readNotBuilt, nullptr, probe::digitrakker, 128, 0, 0},
     /* 230 */ {"med", "OctaMED module", readNotBuilt, nullptr, probe::octaMed, 128, 0, 0},
-    /* 231 */ {"mid", "Standard MIDI", readNotBuilt, writeNotBuilt, probe::standardMidi, 96, 0x80000, 0},
+    /* 231 */ {"mid", "Standard MIDI", readMidi, writeMidi, probe::standardMidi, 96, 0x80000, 0},
     /* 232 */ {"mka", "Matriska audio", readNotBuilt, nullptr, probe::matroskaAudio, 1, 0, 0},
     /* 233 */ {"mkv", "Matriska video", readNotBuilt, nullptr, probe::matroskaVideo, 1, 0, 0},
     /* 234 */ {"mld", "i-Melody", readNotBuilt, nullptr, probe::mobileMelody, 96, 0, 0},
@@ -409,8 +411,8 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 338 */ {"rom", "Roland D-50 PCM ROM", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 339 */ {"rom", "Roland MT-32 PCM ROM", readNotBuilt, nullptr, probe::rolandMt32SampleRom, 1, 0, 0},
     /* 340 */ {"rom", "Roland MT-32 Control ROM", readNotBuilt, nullptr, probe::rolandMt32ControlRom, 17, 0, 0},
-    /* 341 */ {"rmi", "RIFF-MIDI (DLS optional)", readNotBuilt, nullptr, probe::riffMidi, 96, 0, 0},
-    /* 342 */ {"rmi", "RIFF-MIDI w no instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 0},
+    /* 341 */ {"rmi", "RIFF-MIDI (DLS optional)", readRiffMidi, nullptr, probe::riffMidi, 96, 0, 0},
+    /* 342 */ {"rmi", "RIFF-MIDI w no instruments", nullptr, writeRiffMidi, nullptr, 96, 0x80000, 0},
     /* 343 */ {"rmi", "RIFF-MIDI w DLS level 1 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 1},
     /* 344 */ {"rmi", "RIFF-MIDI w DLS level 2 instruments", nullptr, writeNotBuilt, nullptr, 96, 0x80000, 2},
     /* 345 */ {"rockwell", "Rockwell ADPCM", readRawRockwell, writeRawRockwell, probeGeneric, 1, 0x103800, 0},

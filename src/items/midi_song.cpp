@@ -2,6 +2,7 @@
 
 #include "base/error.h"
 #include "items/collection.h"
+#include "items/midi_events.h"
 
 namespace velor {
 
@@ -29,6 +30,20 @@ bool MidiTrack::deserialize(ByteReader& from) {
     const auto bytes = from.bytes(from.u32());
     events.assign(bytes.begin(), bytes.end());
     return from.ok();
+}
+
+void MidiTrack::fixUp(FixUpLists& lists) {
+    Item::fixUp(lists);
+    eventCount = countMidiEvents(events).events;
+    const auto within = [&lists](std::int32_t& number, std::int32_t low, std::int32_t high) {
+        if (number >= low && number <= high)
+            return;
+        number = -1;
+        ++lists.clampedRanges;
+    };
+    within(port, -1, 255);
+    within(channel, -2, 15);
+    within(sequenceNumber, -1, 0xFFFF);
 }
 
 std::string MidiTrack::summary(const NoteNaming&) const {

@@ -11,7 +11,7 @@ namespace velor {
 class MidiTrack final : public Item {
   public:
     std::vector<Byte> events;
-    std::uint32_t eventCount = 0;
+    std::uint32_t eventCount = 0;      // of the events that can be read, the end-of-track event included
     std::int32_t port = -1;            // -1: not set
     std::int32_t channel = -1;         // 0-15; -1: not set, -2: the control track of a format 1 song
     std::int32_t sequenceNumber = -1;  // -1: not set
@@ -19,6 +19,8 @@ class MidiTrack final : public Item {
     void serialize(ByteWriter& to) const override;
     bool deserialize(ByteReader& from) override;
     std::size_t serializedSize() const override;
+    // Counts the events anew.
+    void fixUp(FixUpLists& lists) override;
     std::string summary(const NoteNaming& naming) const override;
 
   private:

@@ -47,6 +47,25 @@ std::optional<SampleEncoding> encodingFromName(std::string_view name);
 // Bits per stored sample of the encodings that have a fixed width; 0 for the others (10-14 and 17-20).
 int encodingBits(SampleEncoding encoding);
 
+// Integer PCM of a number of whole bytes: 1 to 4, of which the nearest is taken.
+constexpr SampleEncoding pcmEncoding(std::uint64_t bytes) {
+    return bytes <= 1   ? SampleEncoding::Pcm8
+           : bytes == 2 ? SampleEncoding::Pcm16
+           : bytes == 3 ? SampleEncoding::Pcm24
+                        : SampleEncoding::Pcm32;
+}
+
+// ADPCM by the bits of its codes: 2 to 5, of which the nearest is taken, and back (0 when it is not ADPCM).
+constexpr SampleEncoding adpcmEncoding(int bits) {
+    const int least = static_cast<int>(SampleEncoding::Adpcm2);
+    return static_cast<SampleEncoding>(least + (bits < 2 ? 2 : bits > 5 ? 5 : bits) - 2);
+}
+constexpr int adpcmBits(SampleEncoding encoding) {
+    return encoding >= SampleEncoding::Adpcm2 && encoding <= SampleEncoding::Adpcm5
+               ? static_cast<int>(encoding) - static_cast<int>(SampleEncoding::Adpcm2) + 2
+               : 0;
+}
+
 // The stored-data format of a waveform as the user sees it. 8..20 are bit-rate classes of compressed streams.
 enum class SampleFormat : std::uint8_t {
     Pcm8 = 0,

@@ -35,8 +35,6 @@ class FrameStream {
     // Decodes the next `count` frames into `to` (count × channels floats). The caller asks for no more frames
     // than the waveform has. False with LastErrorText ("Reading from file failed").
     virtual bool read(std::uint32_t count, float* to) = 0;
-    // Goes on that many frames; decodes them only where that is the way. False with LastErrorText.
-    virtual bool skip(std::uint64_t frames) = 0;
 };
 
 // Sample data that is still in its file and is decoded on first use. Shared by clones of a waveform.

@@ -6,6 +6,7 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/format_table.h"
+#include "items/midi_timeline.h"
 
 namespace velor::cli {
 
@@ -107,7 +108,8 @@ class TextTree {
     }
 
     void addDetails(const MidiSong& song) {
-        addDetail(formatText("format %d, division %d", song.format, song.division));
+        addDetail(formatText("format %d, ", song.format) + divisionText(song.division) + ", " +
+                  timeText(songSeconds(song)) + ", " + notesText(song));
         addTexts({{"artist", &song.artist},
                   {"product", &song.product},
                   {"copyright", &song.copyright},
@@ -116,9 +118,41 @@ class TextTree {
         if (!tree_)
             return;
         for (const ItemId id : song.links) {
-            if (const MidiTrack* track = collection_.find<MidiTrack>(id))
+            if (const MidiTrack* track = collection_.find<MidiTrack>(id)) {
                 addLine(*track, 2);
+                addDetail(placeText(*track), 4);
+            }
         }
+    }
+
+    static std::string divisionText(std::uint16_t division) {
+        if (!(division & 0x8000))
+            return formatText("%d ticks per quarter note", division);
+        return formatText("%d frames per second of %d ticks", 256 - (division >> 8), division & 0xFF);
+    }
+
+    std::string notesText(const MidiSong& song) const {
+        unsigned long long notes = 0;
+        for (const ItemId id : song.links) {
+            if (const MidiTrack* track = collection_.find<MidiTrack>(id))
+                notes += countMidiEvents(track->events).notes;
+        }
+        return formatText("%llu note%s", notes, pluralSuffix(notes));
+    }
+
+    // What a track says of itself; port and channel as musicians count them.
+    static std::string placeText(const MidiTrack& track) {
+        std::string text;
+        const auto add = [&text](const char* name, std::int32_t number) {
+            text += (text.empty() ? "" : ", ") + formatText("%s %d", name, static_cast<int>(number));
+        };
+        if (track.port >= 0)
+            add("port", track.port + 1);
+        if (track.channel >= 0)
+            add("channel", track.channel + 1);
+        if (track.sequenceNumber >= 0)
+            add("sequence", track.sequenceNumber);
+        return text;
     }
 
     void addDetails(const SynthModel&) {}

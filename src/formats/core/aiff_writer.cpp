@@ -10,6 +10,7 @@
 #include "formats/framework/format_table.h"
 #include "formats/framework/frame_reader.h"
 #include "formats/framework/stored_samples.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
@@ -146,9 +147,10 @@ bool buildImage(Waveform& waveform, const SaveOptions& options, UserInterface& u
 }  // namespace
 
 bool writeAiff(Item& item, OpenFile& file, std::uint32_t) {
-    if (item.kind() != ItemKind::Waveform)
-        return fail(kCannotSaveItem);
-    auto& waveform = static_cast<Waveform&>(item);
+    Waveform* found = waveformToWrite(item);
+    if (!found)
+        return false;
+    Waveform& waveform = *found;
     if (baseNote(waveform) != waveform.rootKey)
         file.warn(
             formatText(

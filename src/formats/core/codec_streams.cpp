@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
+#include "formats/core/codecs/ima_adpcm.h"
+#include "formats/core/codecs/rockwell.h"
+
 namespace velor {
 
 namespace {
-
-// Units are decoded many at a time; this many bytes make reading worth while.
-constexpr std::uint32_t kUnits = 512;
 
 class G722Stereo {
   public:
@@ -36,15 +36,32 @@ class G722Stereo {
 
 void setG72x(CodecData& data, int width, CodePacking packing, int channels) {
     const auto count = static_cast<std::uint32_t>(channels);
-    data.unit = {kUnits * static_cast<std::uint32_t>(width) * count, kUnits * kCodesPerUnit};
+    data.unit = {static_cast<std::uint32_t>(width) * count, kCodesPerUnit};
     data.makeDecoder = decoder16<G72xDecoder>(width, packing, channels);
 }
 
 void setG722(CodecData& data, int width, CodePacking packing, int channels) {
     const auto count = static_cast<std::uint32_t>(channels);
-    data.unit = {kUnits * static_cast<std::uint32_t>(width) * count,
-                 kUnits * kCodesPerUnit * kG722SamplesPerCode};
+    data.unit = {static_cast<std::uint32_t>(width) * count, kCodesPerUnit * kG722SamplesPerCode};
     data.makeDecoder = channels == 2 ? decoder16<G722Stereo>() : decoder16<G722Decoder>(width, packing);
+}
+
+void setIma4(CodecData& data, int channels) {
+    data.unit = {Ima4Decoder::kPacketBytes * static_cast<std::uint32_t>(channels),
+                 Ima4Decoder::kPacketFrames};
+    data.makeDecoder = decoder16<Ima4Decoder>(channels);
+}
+
+void setMace(CodecData& data, MaceRatio ratio, int channels) {
+    data.unit = {static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
+                 MaceDecoder::kPacketFrames};
+    data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
+}
+
+void setRockwell(CodecData& data, int bits) {
+    data.unit = {static_cast<std::uint32_t>(RockwellCodec::unitBytes(bits)),
+                 static_cast<std::uint32_t>(RockwellCodec::unitSamples(bits))};
+    data.makeDecoder = decoder16<RockwellDecoder>(bits);
 }
 
 }  // namespace velor

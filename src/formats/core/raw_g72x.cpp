@@ -4,11 +4,9 @@
 #include <array>
 #include <optional>
 
-#include "base/error.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/raw_speech.h"
-#include "formats/framework/file_image.h"
-#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -115,19 +113,6 @@ CodeFormat askedFormat(const Family& family, Answers& answer, std::uint32_t vari
 
 // ---- Reading ----
 
-constexpr SampleEncoding encodingOfWidth(int width) {
-    switch (width) {
-        case 2:
-            return SampleEncoding::Adpcm2;
-        case 3:
-            return SampleEncoding::Adpcm3;
-        case 5:
-            return SampleEncoding::Adpcm5;
-        default:  // G.722 too: its 8 bits hold two samples
-            return SampleEncoding::Adpcm4;
-    }
-}
-
 bool readG72x(Collection& collection, OpenFile& file, std::uint32_t variant, const Family& family,
               Answers& answer) {
     const CodeFormat format = askedFormat(family, answer, variant, *file.ui);
@@ -135,41 +120,8 @@ bool readG72x(Collection& collection, OpenFile& file, std::uint32_t variant, con
     data.byteSize = file.size();
     setG72x(data, format.width, format.packing, 1);
     const std::uint64_t frames = codesIn(file.size(), format.width);
-    return addSpeechWaveform(collection, file, frames, std::move(data), encodingOfWidth(format.width),
+    return addSpeechWaveform(collection, file, frames, std::move(data), adpcmEncoding(format.width),
                              format.width);
-}
-
-// ---- Writing ----
-
-// Encodes a mono waveform in pieces that fill whole bytes and writes it. `sizeOf` is the number of bytes of
-// so many samples.
-template <typename Encoder, typename SizeOf>
-bool writeCodes(Waveform& waveform, OpenFile& file, Encoder encoder, SizeOf sizeOf) {
-    FileImage image;
-    if (!settleFrameCount(waveform) || !image.allocate(sizeOf(waveform.frames)))
-        return false;
-    std::span<Byte> rest = image.bytes();
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        const auto size = static_cast<std::size_t>(sizeOf(samples.size()));
-        encoder.encode(samples, rest.first(size));
-        rest = rest.subspan(size);
-        return true;
-    };
-    return feed16(waveform, 1, FrameReader::kPieceFrames, *file.ui, encode) && file.write(image.bytes());
-}
-
-// Of an encoding that the pipeline has already fitted to the row.
-constexpr int widthOf(SampleEncoding encoding) {
-    switch (encoding) {
-        case SampleEncoding::Adpcm2:
-            return 2;
-        case SampleEncoding::Adpcm3:
-            return 3;
-        case SampleEncoding::Adpcm5:
-            return 5;
-        default:
-            return 4;
-    }
 }
 
 }  // namespace
@@ -207,9 +159,8 @@ bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
     if (!waveform)
         return false;
     const auto named = static_cast<int>(variant & g72x_variant::kWidth);
-    const int width = named ? named : widthOf(file.save.encoding);
-    return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)),
-                      [width](std::uint64_t samples) { return packedSize(samples, width); });
+    const int width = named ? named : adpcmBits(file.save.encoding);  // the pipeline has settled on one
+    return writeCodes(*waveform, file, G72xEncoder(width, packingOf(variant)));
 }
 
 bool writeRawG722(Item& item, OpenFile& file, std::uint32_t variant) {
@@ -217,9 +168,7 @@ bool writeRawG722(Item& item, OpenFile& file, std::uint32_t variant) {
     if (!waveform)
         return false;
     const auto width = static_cast<int>(variant & g72x_variant::kWidth);
-    return writeCodes(
-        *waveform, file, G722Encoder(width, packingOf(variant)),
-        [width](std::uint64_t samples) { return packedSize((samples + 1) / kG722SamplesPerCode, width); });
+    return writeCodes(*waveform, file, G722Encoder(width, packingOf(variant)));
 }
 
 }  // namespace velor

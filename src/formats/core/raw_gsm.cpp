@@ -5,10 +5,9 @@
 
 #include "base/byte_writer.h"
 #include "base/error.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/raw_speech.h"
-#include "formats/framework/file_image.h"
-#include "formats/framework/frame_reader.h"
 #include "formats/framework/probes/simple_waves.h"
 
 namespace velor {
@@ -89,38 +88,26 @@ bool readRawGsm(Collection& collection, OpenFile& file, std::uint32_t variant) {
 
 bool writeRawGsm(Item& item, OpenFile& file, std::uint32_t variant) {
     Waveform* waveform = speechWaveform(item);
-    if (!waveform || !settleFrameCount(*waveform))
+    if (!waveform)
         return false;
     const bool wave = variant == gsm_variant::kModemWave;
     // Newer modems deliver the frames alone: that is taken for the alternative.
-    const bool marks = wave || variant == gsm_variant::kModem;
-    const std::uint64_t count =
-        (std::uint64_t{waveform->frames} + gsm610::kFrameSamples - 1) / gsm610::kFrameSamples;
-    const std::uint64_t dataSize = count * (marks ? gsm610::kModemFrameBytes : gsm610::kFrameBytes);
-    if (wave && kWaveHeader + dataSize > UINT32_MAX)
+    gsm610::StoredEncoder encoder(wave || variant == gsm_variant::kModem ? gsm610::Layout::Modem
+                                                                         : gsm610::Layout::Frames);
+    if (!wave)
+        return writeCodes(*waveform, file, encoder);
+    if (!settleFrameCount(*waveform))
+        return false;
+    const std::uint64_t dataSize = encoder.encodedSize(waveform->frames);
+    if (kWaveHeader + dataSize > UINT32_MAX)
         return fail("The waveform is too long for a WAVE file, which can hold 4 GiB at most");
     FileImage image;
-    if (!image.allocate((wave ? kWaveHeader : 0) + dataSize))
+    if (!image.allocate(kWaveHeader + dataSize))
         return false;
     ByteWriter to(image.bytes());
-    if (wave)
-        writeWaveHeader(to, waveform->frames, dataSize);
-    gsm610::Encoder encoder;
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        std::array<std::int16_t, gsm610::kFrameSamples> whole = {};
-        for (; !samples.empty(); samples = samples.subspan(std::min(samples.size(), whole.size()))) {
-            const std::size_t now = std::min(samples.size(), whole.size());
-            std::fill(std::copy_n(samples.begin(), now, whole.begin()), whole.end(), std::int16_t{0});
-            const gsm610::Frame frame = encoder.encode(whole);
-            if (marks)
-                packModemFrame(frame, to.block(gsm610::kModemFrameBytes).first<gsm610::kModemFrameBytes>());
-            else
-                packFrame(frame, to.block(gsm610::kFrameBytes).first<gsm610::kFrameBytes>());
-        }
-        return true;
-    };
-    constexpr std::uint32_t kPiece = 32 * gsm610::kFrameSamples;
-    return feed16(*waveform, 1, kPiece, *file.ui, encode) && file.write(image.bytes());
+    writeWaveHeader(to, waveform->frames, dataSize);
+    return encodeCodes(*waveform, 1, to.block(to.remaining()), *file.ui, encoder) &&
+           file.write(image.bytes());
 }
 
 }  // namespace velor

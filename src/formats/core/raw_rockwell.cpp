@@ -1,10 +1,9 @@
 #include "formats/core/raw_rockwell.h"
 
-#include "base/error.h"
+#include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/codecs/rockwell.h"
 #include "formats/core/raw_speech.h"
-#include "formats/framework/file_image.h"
-#include "formats/framework/frame_reader.h"
 #include "formats/framework/pipeline.h"
 
 namespace velor {
@@ -16,9 +15,6 @@ struct WidthAnswer {
     int bits = 4;
 };
 WidthAnswer widthAnswer;
-
-constexpr SampleEncoding kEncodings[] = {SampleEncoding::Adpcm2, SampleEncoding::Adpcm3,
-                                         SampleEncoding::Adpcm4};
 
 int askedWidth(UserInterface& ui) {
     if (!widthAnswer.ask)
@@ -34,11 +30,6 @@ int askedWidth(UserInterface& ui) {
     return widthAnswer.bits;
 }
 
-int chosenWidth(const Waveform& waveform, const SaveOptions& save) {
-    const SampleEncoding encoding = encodingFor(save, waveform);
-    return encoding == SampleEncoding::Adpcm2 ? 2 : encoding == SampleEncoding::Adpcm3 ? 3 : 4;
-}
-
 }  // namespace
 
 void resetRockwellAnswers() {
@@ -49,31 +40,17 @@ bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t varia
     const int bits = variant ? static_cast<int>(variant) : askedWidth(*file.ui);
     CodecData data;
     data.byteSize = file.size();
-    data.unit = {static_cast<std::uint32_t>(RockwellCodec::unitBytes(bits)),
-                 static_cast<std::uint32_t>(RockwellCodec::unitSamples(bits))};
-    data.makeDecoder = decoder16<RockwellDecoder>(bits);
+    setRockwell(data, bits);
     const std::uint64_t codes = data.byteSize * 8 / static_cast<unsigned>(bits);
-    return addSpeechWaveform(collection, file, codes, std::move(data), kEncodings[bits - 2], bits);
+    return addSpeechWaveform(collection, file, codes, std::move(data), adpcmEncoding(bits), bits);
 }
 
 bool writeRawRockwell(Item& item, OpenFile& file, std::uint32_t variant) {
     Waveform* waveform = speechWaveform(item);
-    if (!waveform || !settleFrameCount(*waveform))
+    if (!waveform)
         return false;
-    const int bits = variant ? static_cast<int>(variant) : chosenWidth(*waveform, file.save);
-    FileImage image;
-    if (!image.allocate(RockwellEncoder::encodedSize(waveform->frames, bits)))
-        return false;
-    RockwellEncoder encoder(bits);
-    std::span<Byte> to = image.bytes();
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        const auto size = static_cast<std::size_t>(RockwellEncoder::encodedSize(samples.size(), bits));
-        encoder.encode(samples, to.first(size));
-        to = to.subspan(size);
-        return true;
-    };
-    constexpr std::uint32_t kPiece = 4096;  // a multiple of every unit
-    return feed16(*waveform, 1, kPiece, *file.ui, encode) && file.write(image.bytes());
+    const int bits = variant ? static_cast<int>(variant) : adpcmBits(encodingFor(file.save, *waveform));
+    return writeCodes(*waveform, file, RockwellEncoder(bits));
 }
 
 }  // namespace velor

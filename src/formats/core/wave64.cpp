@@ -14,6 +14,7 @@
 #include "formats/framework/format_table.h"
 #include "formats/framework/frame_reader.h"
 #include "formats/framework/stored_samples.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
@@ -69,7 +70,7 @@ class Wave64Walker {
     Wave64Walker(OpenFile& file, Waveform& waveform) : file_(file), waveform_(waveform) {}
 
     bool read() {
-        const auto head = bytesAt(0, kRiffBytes);
+        const auto head = bytesAt(file_, 0, kRiffBytes);
         if (head.size() < kRiffBytes || !std::equal(kRiff.begin(), kRiff.end(), head.begin()) ||
             !std::equal(kWave.begin(), kWave.end(), head.begin() + kHeaderBytes))
             return fail("Not a Sonic Foundry/Sony Wave64 file");
@@ -77,7 +78,7 @@ class Wave64Walker {
         for (std::uint32_t chunks = 0; position + kHeaderBytes <= file_.size(); ++chunks) {
             if (chunks >= kMostChunks)
                 return fail("The Wave-64 file has too many chunks");
-            const auto header = bytesAt(position, kHeaderBytes);
+            const auto header = bytesAt(file_, position, kHeaderBytes);
             const auto size = loadLe<std::uint64_t>(header.data() + 16);
             Guid id;
             std::copy_n(header.begin(), id.size(), id.begin());
@@ -97,20 +98,17 @@ class Wave64Walker {
     }
 
   private:
-    std::vector<Byte> bytesAt(std::uint64_t position, std::uint64_t count) const {
-        const std::uint64_t there = file_.size() > position ? file_.size() - position : 0;
-        std::vector<Byte> bytes(static_cast<std::size_t>(std::min({count, there, kMostPayload})));
-        bytes.resize(file_.input->readSome(position, bytes));
-        return bytes;
+    std::vector<Byte> payloadBytes(std::uint64_t payload, std::uint64_t size) const {
+        return bytesAt(file_, payload, static_cast<std::size_t>(std::min(size, kMostPayload)));
     }
 
     bool readChunk(const Guid& id, std::uint64_t payload, std::uint64_t size) {
         if (id == kFormat && !hasFormat_) {
-            if (!parseWaveFormat(bytesAt(payload, size), format_))
+            if (!parseWaveFormat(payloadBytes(payload, size), format_))
                 return false;
             hasFormat_ = true;
         } else if (id == kFact) {
-            const auto bytes = bytesAt(payload, size);
+            const auto bytes = payloadBytes(payload, size);
             if (bytes.size() >= 8)
                 fact_ = loadLe<std::uint64_t>(bytes.data());
             else if (bytes.size() >= 4)
@@ -118,17 +116,12 @@ class Wave64Walker {
         } else if (id == kData && !hasData_) {
             hasData_ = true;
             dataPosition_ = payload;
-            dataSize_ = size;
-            const std::uint64_t there = file_.size() - payload;
-            if (size > there) {
-                file_.warn("Warning: data chunk truncated - will read what data there is", "data", payload);
-                dataSize_ = there;
-            }
+            dataSize_ = availableBytes(file_, payload, size, "data");
         } else if (id == kSummary) {
-            readSummary(bytesAt(payload, size));
+            readSummary(payloadBytes(payload, size));
         } else if (id == kSampler) {
             std::uint32_t skipFrames = 0;
-            if (!applySamplerChunk(bytesAt(payload, size), waveform_, skipFrames))
+            if (!applySamplerChunk(payloadBytes(payload, size), waveform_, skipFrames))
                 file_.warn("Warning: sampler chunk too short - ignored", "smpl", payload);
         }
         return true;
@@ -158,18 +151,13 @@ class Wave64Walker {
         if (!hasFormat_ || !hasData_)
             return fail("No wave data found!");
         if (format_.rate == 0) {
-            file_.warn("Warning: no sample rate - taken as 44100 Hz", "fmt ");
-            format_.rate = 44100;
+            file_.warn(std::string(kNoRate), "fmt ");
+            format_.rate = kRateTaken;
         }
         std::uint64_t frames = fact_;
         if (frames <= 1 || waveFramesFixedByData(format_))
             frames = waveFramesIn(format_, dataSize_);
-        if (frames > UINT32_MAX) {
-            file_.warn(
-                "The file is longer than a waveform can be - only the first 4294967295 samples are used");
-            frames = UINT32_MAX;
-        }
-        waveform_.frames = static_cast<std::uint32_t>(frames);
+        waveform_.frames = clampFrames(file_, frames);
         applyWaveFormat(format_, waveform_);
         attachWaveData(waveform_, format_, file_.input, dataPosition_, dataSize_);
         return true;
@@ -311,21 +299,15 @@ bool buildImage(Waveform& waveform, const SaveOptions& options, UserInterface& u
 }  // namespace
 
 bool readWave64(Collection& collection, OpenFile& file, std::uint32_t) {
-    auto* waveform = collection.create<Waveform>(file.stem());
-    if (!waveform)
-        return fail(kOutOfMemory);
-    waveform->sourceFile = utf8FromPath(file.path);
-    if (Wave64Walker(file, *waveform).read())
-        return true;
-    collection.remove(waveform->id());
-    return false;
+    return readWaveform(collection, file, [](OpenFile& from, Waveform& waveform) {
+        return Wave64Walker(from, waveform).read();
+    });
 }
 
 bool writeWave64(Item& item, OpenFile& file, std::uint32_t) {
-    if (item.kind() != ItemKind::Waveform)
-        return fail(kCannotSaveItem);
+    Waveform* waveform = waveformToWrite(item);
     FileImage image;
-    return buildImage(static_cast<Waveform&>(item), file.save, *file.ui, image) && file.write(image.bytes());
+    return waveform && buildImage(*waveform, file.save, *file.ui, image) && file.write(image.bytes());
 }
 
 }  // namespace velor

@@ -4,6 +4,7 @@
 
 #include "base/error.h"
 #include "base/rounding.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/codecs/g72x.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/wave_format.h"
@@ -43,14 +44,6 @@ constexpr std::uint32_t kExtensibleEncodings =
     encodingBit(SampleEncoding::Float32);
 constexpr std::uint32_t kGsmPairFrames = gsm610::kPairSamples;
 
-bool isAdpcm(SampleEncoding encoding) {
-    return encoding >= SampleEncoding::Adpcm2 && encoding <= SampleEncoding::Adpcm5;
-}
-
-std::uint32_t adpcmBits(SampleEncoding encoding) {
-    return static_cast<std::uint32_t>(encoding) - static_cast<std::uint32_t>(SampleEncoding::Adpcm2) + 2;
-}
-
 // A codec part of one 16-bit word.
 std::vector<Byte> oneWord(std::uint16_t value) {
     return {static_cast<Byte>(value), static_cast<Byte>(value >> 8)};
@@ -76,7 +69,7 @@ void planGsm(const Waveform& waveform, WaveCoding& coding) {
 }
 
 void planAdpcm(const Waveform& waveform, WaveCoding& coding) {
-    const std::uint32_t bits = adpcmBits(coding.target.layout.encoding);
+    const auto bits = static_cast<std::uint32_t>(adpcmBits(coding.target.layout.encoding));
     coding.bits = static_cast<std::uint16_t>(bits);
     coding.blockAlign = static_cast<std::uint16_t>(bits * 16);
     coding.bytesPerSecond = static_cast<std::uint32_t>((std::uint64_t{bits} * coding.rate + 7) / 8);
@@ -128,31 +121,6 @@ bool planMp3(Waveform& waveform, double quality, UserInterface& ui, WaveCoding& 
     return true;
 }
 
-bool encodeGsm(Waveform& waveform, std::span<Byte> to, UserInterface& ui) {
-    gsm610::Encoder encoder;
-    std::size_t at = 0;
-    return feed16(waveform, 1, kGsmPairFrames * 16, ui, [&](std::span<const std::int16_t> samples) {
-        for (; !samples.empty() && at + gsm610::kPairBytes <= to.size(); at += gsm610::kPairBytes) {
-            const std::size_t now = std::min<std::size_t>(samples.size(), kGsmPairFrames);
-            std::array<std::int16_t, gsm610::kPairSamples> pair{};  // the last one ends in silence
-            std::copy_n(samples.begin(), now, pair.begin());
-            encoder.encodePair(pair, to.subspan(at).first<gsm610::kPairBytes>());
-            samples = samples.subspan(now);
-        }
-        return true;
-    });
-}
-
-bool encodeAdpcm(Waveform& waveform, std::uint32_t bits, std::span<Byte> to, UserInterface& ui) {
-    G72xEncoder encoder(static_cast<int>(bits), CodePacking::HighBitsFirst);
-    return feed16(waveform, 1, FrameReader::kPieceFrames, ui, [&](std::span<const std::int16_t> samples) {
-        const std::size_t bytes = std::min((samples.size() * bits + 7) / 8, to.size());
-        encoder.encode(samples, to.first(bytes));
-        to = to.subspan(bytes);
-        return true;
-    });
-}
-
 }  // namespace
 
 std::uint32_t waveEncodings() {
@@ -180,7 +148,7 @@ bool planWaveCoding(Waveform& waveform, SampleEncoding encoding, int channels, d
     coding.target.channels = channels;
     if (encoding == SampleEncoding::Compressed)
         return planMp3(waveform, quality, ui, coding);
-    if (encoding != SampleEncoding::Gsm && !isAdpcm(encoding)) {
+    if (encoding != SampleEncoding::Gsm && adpcmBits(encoding) == 0) {
         planPlain(waveform, coding);
         return true;
     }
@@ -227,9 +195,9 @@ bool encodeWaveData(Waveform& waveform, const WaveCoding& coding, std::span<Byte
         return true;
     }
     if (encoding == SampleEncoding::Gsm)
-        return encodeGsm(waveform, to, ui);
-    if (isAdpcm(encoding))
-        return encodeAdpcm(waveform, adpcmBits(encoding), to, ui);
+        return encodeCodes(waveform, 1, to, ui, gsm610::StoredEncoder(gsm610::Layout::Pairs));
+    if (const int bits = adpcmBits(encoding))
+        return encodeCodes(waveform, 1, to, ui, G72xEncoder(bits, CodePacking::HighBitsFirst));
     return encodeWaveform(waveform, coding.target, to, ui);
 }
 

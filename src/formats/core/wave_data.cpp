@@ -4,11 +4,11 @@
 
 #include "base/byte_reader.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codecs/block_loop.h"
 #include "formats/core/codecs/gsm610.h"
 #include "formats/core/codecs/ima_adpcm.h"
 #include "formats/core/codecs/ms_adpcm.h"
 #include "formats/core/codecs/oki_adpcm.h"
-#include "formats/core/codecs/rockwell.h"
 #include "formats/core/codecs/yamaha_adpcm.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/framework/codec_source.h"
@@ -18,19 +18,13 @@ namespace velor {
 
 namespace {
 
-// Endless streams of codes are decoded in pieces of this many bytes.
-constexpr std::uint32_t kStreamPiece = 4096;
-// Small units are decoded many at a time.
-constexpr std::uint32_t kUnits = 512;
-
 // The encoding that a waveform shows for codec data.
 SampleEncoding codecEncoding(const WaveFormat& format) {
     if (format.codec == WaveCodec::Gsm610 || format.codec == WaveCodec::GsmFramed)
         return SampleEncoding::Gsm;
     if (format.sampleFormat != SampleFormat::Adpcm)
         return SampleEncoding::Compressed;
-    return static_cast<SampleEncoding>(static_cast<int>(SampleEncoding::Adpcm2) +
-                                       std::clamp<int>(format.bits, 2, 5) - 2);
+    return adpcmEncoding(format.bits);
 }
 
 // MS ADPCM: frames per block u16, number of coefficient pairs u16, the pairs.
@@ -73,14 +67,11 @@ class GsmBlockDecoder {
     explicit GsmBlockDecoder(std::uint32_t blockBytes) : blockBytes_(blockBytes) {}
 
     std::size_t decode(std::span<const Byte> from, std::span<std::int16_t> to) {
-        std::size_t written = 0;
-        while (!from.empty()) {
-            const auto block = from.first(std::min<std::size_t>(blockBytes_, from.size()));
-            written += pairs_.decode(block.first(block.size() / gsm610::kPairBytes * gsm610::kPairBytes),
-                                     to.subspan(written));
-            from = from.subspan(block.size());
-        }
-        return written;
+        return decodeBlocks(
+            from, blockBytes_, to, [this](std::span<const Byte> block, std::span<std::int16_t> samples) {
+                return pairs_.decode(block.first(block.size() / gsm610::kPairBytes * gsm610::kPairBytes),
+                                     samples);
+            });
     }
 
   private:
@@ -106,11 +97,11 @@ CodecData codecData(const WaveFormat& format) {
         case WaveCodec::ImaAdpcm:
             return imaAdpcm(format);
         case WaveCodec::OkiAdpcm:
-            data.unit = {kStreamPiece, kStreamPiece * 2};
+            data.unit = {1, 2};
             data.makeDecoder = decoder16<OkiAdpcmDecoder>();
             break;
         case WaveCodec::YamahaAdpcm:
-            data.unit = {kStreamPiece, kStreamPiece * 2 / format.channels};
+            data.unit = {1, 2u / format.channels};
             data.makeDecoder = decoder16<YamahaAdpcmDecoder>(int{format.channels});
             break;
         case WaveCodec::G72x:
@@ -122,9 +113,7 @@ CodecData codecData(const WaveFormat& format) {
         case WaveCodec::Gsm610:
             return gsmPairs(format);
         case WaveCodec::Rockwell:
-            data.unit = {kUnits * static_cast<std::uint32_t>(RockwellCodec::unitBytes(format.bits)),
-                         kUnits * static_cast<std::uint32_t>(RockwellCodec::unitSamples(format.bits))};
-            data.makeDecoder = decoder16<RockwellDecoder>(int{format.bits});
+            setRockwell(data, format.bits);
             break;
         case WaveCodec::GsmFramed:
             data.makeDecoder = decoder16<gsm610::ModemDecoder>();
@@ -153,10 +142,8 @@ void attachPlainData(Waveform& waveform, const WaveFormat& format, std::shared_p
             break;
         default: {
             // Samples fill their container from the top, so narrower ones need no scaling of their own.
-            static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                          SampleEncoding::Pcm24, SampleEncoding::Pcm32};
             const std::uint32_t bytes = waveContainerBytes(format);
-            block.layout.encoding = kByBytes[std::min(bytes, 4u) - 1];
+            block.layout.encoding = pcmEncoding(bytes);
             block.layout.isUnsigned = bytes == 1;
             block.containerBytes = bytes;
             break;

@@ -9,6 +9,7 @@
 #include "formats/core/id3.h"
 #include "formats/core/wave_data.h"
 #include "formats/core/wave_sampler.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
@@ -16,7 +17,6 @@ namespace {
 
 constexpr std::string_view kNotWave = "Not a RIFF WAVE file";
 constexpr std::string_view kNoData = "No wave data found!";
-constexpr std::string_view kTruncated = "Warning: data chunk truncated - will read what data there is";
 
 // Limits that no honest file comes near; they bound the work and the memory that a made-up one can ask for.
 constexpr int kDeepestNesting = 16;
@@ -112,9 +112,8 @@ class WaveWalker {
     // The first bytes of a chunk's payload: no more than `most`, nor than the image holds.
     std::vector<Byte> payload(const Chunk& chunk, std::size_t most) const {
         const std::uint64_t there = limit_ > chunk.payload ? limit_ - chunk.payload : 0;
-        std::vector<Byte> bytes(static_cast<std::size_t>(std::min<std::uint64_t>({chunk.size, there, most})));
-        bytes.resize(file_.input->readSome(chunk.payload, bytes));
-        return bytes;
+        return bytesAt(file_, chunk.payload,
+                       static_cast<std::size_t>(std::min<std::uint64_t>({chunk.size, there, most})));
     }
 
     bool readChunk(Chunk& chunk, std::uint64_t end, int depth) {
@@ -221,8 +220,8 @@ class WaveWalker {
             return false;
         state_.hasFormat = true;
         if (format.rate == 0) {
-            file_.warn("Warning: no sample rate - taken as 44100 Hz", "fmt ", chunk.payload);
-            format.rate = 44100;
+            file_.warn(std::string(kNoRate), "fmt ", chunk.payload);
+            format.rate = kRateTaken;
         }
         waveform_.frames = 0;
         applyWaveFormat(format, waveform_);
@@ -240,7 +239,7 @@ class WaveWalker {
             chunk.next = limit_;
         } else if (chunk.size > there) {
             if (!warned_)
-                file_.warn(std::string(kTruncated), "data", chunk.payload);
+                file_.warn(std::string(kDataTruncated), "data", chunk.payload);
             warned_ = true;
             state_.dataSize = there;
         }
@@ -279,10 +278,9 @@ class WaveWalker {
 
 bool readWaveImage(Collection& collection, OpenFile& file, std::uint64_t start, std::uint64_t end,
                    std::string_view name, Waveform*& result) {
-    result = collection.create<Waveform>(name);
+    result = createWaveform(collection, file, name);
     if (!result)
-        return fail(kOutOfMemory);
-    result->sourceFile = utf8FromPath(file.path);
+        return false;
     if (WaveWalker(file, *result, end).read(start))
         return true;
     collection.remove(result->id());

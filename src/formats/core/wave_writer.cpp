@@ -10,6 +10,7 @@
 #include "formats/core/wave_sampler.h"
 #include "formats/framework/format_table.h"
 #include "formats/framework/frame_reader.h"
+#include "formats/framework/waveform_io.h"
 #include "plugins/mp3_encoder.h"
 
 namespace velor {
@@ -172,13 +173,13 @@ float waveOptions(std::uint32_t index, std::uint32_t, std::string& text) {
 }
 
 bool writeWave(Item& item, OpenFile& file, std::uint32_t variant) {
-    if (item.kind() != ItemKind::Waveform)
-        return fail(kCannotSaveItem);
+    Waveform* waveform = waveformToWrite(item);
+    if (!waveform)
+        return false;
     SaveOptions options = file.save;
     options.variant = variant;
     WaveImage image;
-    return buildWaveImage(static_cast<Waveform&>(item), options, *file.ui, image) &&
-           file.write(image.bytes());
+    return buildWaveImage(*waveform, options, *file.ui, image) && file.write(image.bytes());
 }
 
 }  // namespace velor

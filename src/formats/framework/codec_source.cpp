@@ -50,17 +50,6 @@ class CodecStream final : public FrameStream {
         return true;
     }
 
-    bool skip(std::uint64_t frames) override {
-        std::vector<float> scratch(std::size_t{kPieceFrames} * channels_);
-        for (; frames > 0;) {
-            const auto now = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, kPieceFrames));
-            if (!read(now, scratch.data()))
-                return false;
-            frames -= now;
-        }
-        return true;
-    }
-
   private:
     // Decodes the next units; silence beyond the end of the data.
     bool decodeUnits(std::uint32_t units, std::span<float> to) {

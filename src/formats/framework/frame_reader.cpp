@@ -80,12 +80,11 @@ bool FrameReader::next(std::span<const float>& samples) {
     return true;
 }
 
-bool feed16(Waveform& waveform, int channels, std::uint32_t pieceFrames, UserInterface& ui,
-            const Take16& take) {
+bool feed16(Waveform& waveform, int channels, UserInterface& ui, const Take16& take) {
     FrameReader reader(waveform, channels);
     if (!reader.open())
         return false;
-    const std::size_t wanted = std::size_t{pieceFrames} * static_cast<unsigned>(channels);
+    const std::size_t wanted = std::size_t{kTake16Frames} * static_cast<unsigned>(channels);
     std::vector<std::int16_t> piece(wanted);
     std::size_t filled = 0;
     for (std::span<const float> samples; reader.next(samples) && !samples.empty();) {
@@ -96,15 +95,18 @@ bool feed16(Waveform& waveform, int channels, std::uint32_t pieceFrames, UserInt
             filled += now;
             if (filled < wanted)
                 continue;
-            if (!take(piece))
-                return false;
+            take(piece);
             filled = 0;
         }
         ui.progress(static_cast<double>(reader.framesRead()) / static_cast<double>(waveform.frames));
         if (ui.aborted())
             return fail("Save aborted!");
     }
-    return !reader.failed() && (filled == 0 || take(std::span<const std::int16_t>(piece).first(filled)));
+    if (reader.failed())
+        return false;
+    if (filled > 0)
+        take(std::span<const std::int16_t>(piece).first(filled));
+    return true;
 }
 
 }  // namespace velor

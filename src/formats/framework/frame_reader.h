@@ -47,12 +47,14 @@ class FrameReader {
     bool failed_ = false;
 };
 
-// Takes a piece of 16-bit samples, interleaved. False with LastErrorText ends the pass.
-using Take16 = std::function<bool(std::span<const std::int16_t>)>;
+// Takes a piece of 16-bit samples, interleaved.
+using Take16 = std::function<void(std::span<const std::int16_t>)>;
+// Frames in a piece: whole units of every codec that is fed, of which GSM has the longest (320 samples), and
+// ADPCM packs its codes by 2, 8 or 16.
+inline constexpr std::uint32_t kTake16Frames = 8000;
 
-// Feeds all frames, rounded to 16 bits (half away from zero, clipped), to `take` in pieces of `pieceFrames`
+// Feeds all frames, rounded to 16 bits (half away from zero, clipped), to `take` in pieces of kTake16Frames
 // frames; the last one may be shorter. False with LastErrorText ("Save aborted!" when the user stopped it).
-bool feed16(Waveform& waveform, int channels, std::uint32_t pieceFrames, UserInterface& ui,
-            const Take16& take);
+bool feed16(Waveform& waveform, int channels, UserInterface& ui, const Take16& take);
 
 }  // namespace velor

@@ -1,4 +1,5 @@
 #include "formats/framework/raw_codec.h"
+#include "formats/framework/waveform_io.h"
 
 #include <algorithm>
 #include <memory>
@@ -101,14 +102,13 @@ bool addRawWaveform(Collection& collection, OpenFile& file, RawFormat format) {
     const std::uint64_t frames = framesIn(block);
     if (frames == 0)
         return fail("Zero length");
-    if (frames > 0xFFFFFFFFu)
-        file.warn("The file is longer than a waveform can be - only the first 4294967295 samples are used");
-    auto* waveform = collection.create<Waveform>(file.stem());
+    const std::uint32_t kept = clampFrames(file, frames);
+    Waveform* waveform = createWaveform(collection, file);
     if (!waveform)
-        return fail(kOutOfMemory);
+        return false;
     waveform->channels = format.channels;
     waveform->sampleRate = format.rate;
-    waveform->frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, 0xFFFFFFFFu));
+    waveform->frames = kept;
     waveform->bits = static_cast<std::uint8_t>(encodingBits(layout.encoding));
     waveform->format = sampleFormatOf(layout.encoding);
     waveform->sourceFile = utf8FromPath(file.path);
@@ -151,16 +151,16 @@ bool readUnrecognized(Collection& collection, OpenFile& file, std::uint32_t vari
 }
 
 bool writeRaw(Item& item, OpenFile& file, std::uint32_t variant) {
-    if (item.kind() != ItemKind::Waveform)
-        return fail(kCannotSaveItem);
-    auto& waveform = static_cast<Waveform&>(item);
+    Waveform* waveform = waveformToWrite(item);
+    if (!waveform)
+        return false;
     const RawFormat format = unpackRawVariant(variant);
     TargetLayout target;
     target.layout = SampleLayout::fromWord(format.formatWord);
     target.channels = file.save.channels;
     FileImage image;
-    return image.allocate(encodedSize(waveform, target)) &&
-           encodeWaveform(waveform, target, image.bytes(), *file.ui) && file.write(image.bytes());
+    return image.allocate(encodedSize(*waveform, target)) &&
+           encodeWaveform(*waveform, target, image.bytes(), *file.ui) && file.write(image.bytes());
 }
 
 }  // namespace velor

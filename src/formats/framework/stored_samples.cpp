@@ -84,10 +84,6 @@ class StoredStream final : public FrameStream {
         next_ += count;
         return done;
     }
-    bool skip(std::uint64_t frames) override {
-        next_ += frames;
-        return true;
-    }
 
   private:
     std::shared_ptr<File> file_;

@@ -107,6 +107,37 @@ TEST_F(JsonOutput, InfoShowsTheSameToPeople) {
         EXPECT_TRUE(contains(run.out, part)) << part << "\n" << run.out;
 }
 
+TEST_F(JsonOutput, InfoTellsAllAboutASong) {
+    // clang-format off
+    const std::vector<Byte> song{
+        'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 1, 0, 2, 0xE7, 0x28,
+        'M', 'T', 'r', 'k', 0, 0, 0, 11, 0, 0xFF, 2, 1, 'c', 0, 0xFF, 3, 2, 'S', 'o',
+        'M', 'T', 'r', 'k', 0, 0, 0, 23, 0, 0xFF, 0x21, 1, 1, 0, 0xFF, 0, 2, 0, 7, 0, 0x99, 36, 100,
+        0x8F, 0x50, 36, 0, 0, 0xFF, 0x2F, 0};
+    // clang-format on
+    writeFile(folder / "song.mid", song);
+    const Json items = velorJson({"info", "song.mid", "--json"}, 0)["files"][0]["items"];
+    ASSERT_EQ(items.size(), 3u);
+    EXPECT_EQ(keysOf(items[0]), (std::vector<std::string>{"id", "kind", "name", "summary", "links", "format",
+                                                          "division", "texts"}));
+    EXPECT_EQ(items[0]["name"], "So");
+    EXPECT_EQ(items[0]["summary"], "MIDI song with 2 tracks and 7 events");
+    EXPECT_EQ(items[0]["links"], (Json{items[1]["id"], items[2]["id"]}));
+    EXPECT_EQ(items[0]["format"], 1);
+    EXPECT_EQ(items[0]["division"], 0xE728);
+    EXPECT_EQ(items[0]["texts"]["copyright"], "c");
+    EXPECT_EQ(items[1]["channel"], -2);
+    const Json track = Json::parse(R"({"port":1,"channel":9,"sequence":7,"events":5,"bytes":23})");
+    for (const auto& [key, value] : track.items())
+        EXPECT_EQ(items[2][key], value) << key;
+    run = runVelor(folder.path(), {"info", "song.mid", "--tree"});
+    EXPECT_TRUE(contains(run.out, "format 1, 25 frames per second of 40 ticks, 0:02.000, 1 note\n"))
+        << run.out;
+    EXPECT_TRUE(
+        contains(run.out, "Track 02: Midi track with 5 events\n        port 2, channel 10, sequence 7\n"))
+        << run.out;
+}
+
 TEST_F(JsonOutput, FormatsListsTheWholeTable) {
     const Json json = velorJson({"formats", "--json"}, 0);
     const Json& formats = json["formats"];

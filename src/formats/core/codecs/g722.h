@@ -47,8 +47,11 @@ class G722Encoder {
   public:
     G722Encoder(int width, CodePacking packing);
 
-    // Codes `from`, an even number of samples, into packedSize(from.size() / 2, width) bytes; unused bits of
-    // the last byte are 0. All calls but the last take a multiple of 16 samples.
+    std::uint64_t encodedSize(std::uint64_t samples) const {
+        return packedSize((samples + 1) / kG722SamplesPerCode, width_);
+    }
+    // Codes `from` into the encodedSize() bytes of `to`; unused bits of the last byte are 0. All calls but
+    // the last take a multiple of 16 samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
     void reset();
 

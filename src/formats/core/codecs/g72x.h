@@ -52,8 +52,9 @@ class G72xEncoder {
   public:
     G72xEncoder(int width, CodePacking packing, int channels = 1);
 
-    // Codes `from` (interleaved) into the packedSize(from.size(), width) bytes of `to`; unused bits of the
-    // last byte are 0. All calls but the last take a multiple of eight samples.
+    std::uint64_t encodedSize(std::uint64_t samples) const { return packedSize(samples, width_); }
+    // Codes `from` (interleaved) into the encodedSize() bytes of `to`; unused bits of the last byte are 0.
+    // All calls but the last take a multiple of eight samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
     void reset() { states_ = {}; }
 

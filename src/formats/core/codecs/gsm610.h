@@ -126,4 +126,28 @@ class Encoder {
     std::int32_t preemphasis_ = 0;
 };
 
+// The encoder of stored data in one of the three layouts: whole units one after the other, the last one
+// filled up with silence.
+enum class Layout : std::uint8_t { Frames, Pairs, Modem };
+class StoredEncoder {
+  public:
+    explicit StoredEncoder(Layout layout) : layout_(layout) {}
+    std::uint64_t encodedSize(std::uint64_t samples) const {
+        return (samples + unitSamples() - 1) / unitSamples() * unitBytes();
+    }
+    // Pieces but the last one are whole units.
+    void encode(std::span<const std::int16_t> from, std::span<Byte> to);
+
+  private:
+    std::size_t unitSamples() const { return layout_ == Layout::Pairs ? kPairSamples : kFrameSamples; }
+    std::size_t unitBytes() const {
+        return layout_ == Layout::Pairs   ? kPairBytes
+               : layout_ == Layout::Modem ? kModemFrameBytes
+                                          : kFrameBytes;
+    }
+
+    Layout layout_;
+    Encoder encoder_;
+};
+
 }  // namespace velor::gsm610

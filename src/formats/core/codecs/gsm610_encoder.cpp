@@ -284,4 +284,21 @@ void Encoder::encodePair(std::span<const std::int16_t, kPairSamples> from, std::
     packPair({first, encode(from.last<kFrameSamples>())}, to);
 }
 
+void StoredEncoder::encode(std::span<const std::int16_t> from, std::span<Byte> to) {
+    while (!from.empty() && to.size() >= unitBytes()) {
+        std::array<std::int16_t, kPairSamples> samples{};
+        const std::size_t now = std::min(from.size(), unitSamples());
+        std::copy_n(from.begin(), now, samples.begin());
+        const std::span<const std::int16_t, kFrameSamples> frame(samples.data(), kFrameSamples);
+        if (layout_ == Layout::Pairs)
+            encoder_.encodePair(samples, to.first<kPairBytes>());
+        else if (layout_ == Layout::Modem)
+            packModemFrame(encoder_.encode(frame), to.first<kModemFrameBytes>());
+        else
+            encoder_.encodeFrame(frame, to.first<kFrameBytes>());
+        from = from.subspan(now);
+        to = to.subspan(unitBytes());
+    }
+}
+
 }  // namespace velor::gsm610

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "formats/core/codecs/block_loop.h"
+
 namespace velor {
 
 namespace {
@@ -149,13 +151,10 @@ ImaWaveDecoder::ImaWaveDecoder(int channels, int kept, int bits, std::uint32_t b
 }
 
 std::size_t ImaWaveDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
-    std::size_t written = 0;
-    while (!from.empty() && blockBytes_ > 0) {
-        const auto block = from.first(std::min<std::size_t>(blockBytes_, from.size()));
-        written += decodeBlock(block, to.subspan(written));
-        from = from.subspan(block.size());
-    }
-    return written;
+    return decodeBlocks(from, blockBytes_, to,
+                        [this](std::span<const Byte> block, std::span<std::int16_t> samples) {
+                            return decodeBlock(block, samples);
+                        });
 }
 
 std::size_t ImaWaveDecoder::decodeBlock(std::span<const Byte> block, std::span<std::int16_t> to) {

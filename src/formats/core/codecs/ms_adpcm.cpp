@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "formats/core/codecs/block_loop.h"
+
 namespace velor {
 
 namespace {
 
+// The seven pairs that every file has to begin with.
 constexpr MsAdpcmDecoder::Coefficients kStandard[] = {{256, 0}, {512, -256}, {0, 0},     {192, 64},
                                                       {240, 0}, {460, -208}, {392, -232}};
 // How the step width grows or shrinks after each code, 8.8 fixed point.
@@ -34,10 +37,6 @@ struct Channel {
 
 }  // namespace
 
-std::span<const MsAdpcmDecoder::Coefficients> MsAdpcmDecoder::standardCoefficients() {
-    return kStandard;
-}
-
 std::uint32_t MsAdpcmDecoder::framesIn(std::uint32_t bytes, int channels) {
     const auto count = static_cast<std::uint32_t>(channels);
     return bytes < kHeaderBytes * count ? 0 : 2 + (bytes - kHeaderBytes * count) * 2 / count;
@@ -56,13 +55,10 @@ MsAdpcmDecoder::MsAdpcmDecoder(int channels, std::uint32_t blockBytes, std::uint
 }
 
 std::size_t MsAdpcmDecoder::decode(std::span<const Byte> from, std::span<std::int16_t> to) {
-    std::size_t written = 0;
-    while (!from.empty() && blockBytes_ > 0) {
-        const auto block = from.first(std::min<std::size_t>(blockBytes_, from.size()));
-        written += decodeBlock(block, to.subspan(written));
-        from = from.subspan(block.size());
-    }
-    return written;
+    return decodeBlocks(from, blockBytes_, to,
+                        [this](std::span<const Byte> block, std::span<std::int16_t> samples) {
+                            return decodeBlock(block, samples);
+                        });
 }
 
 std::size_t MsAdpcmDecoder::decodeBlock(std::span<const Byte> block, std::span<std::int16_t> to) const {

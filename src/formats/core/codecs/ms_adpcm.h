@@ -3,7 +3,6 @@
 // 1994).
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -19,8 +18,6 @@ class MsAdpcmDecoder {
         int first = 0;   // of the sample before, 8.8 fixed point
         int second = 0;  // of the one before that
     };
-    // The seven pairs that every file has to begin with.
-    static std::span<const Coefficients> standardCoefficients();
 
     // `framesPerBlock` as the header says; 0 or too many: what a block of `blockBytes` holds. An empty table
     // stands for the standard one.

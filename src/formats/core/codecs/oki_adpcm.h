@@ -24,8 +24,9 @@ class OkiAdpcmDecoder {
 
 class OkiAdpcmEncoder {
   public:
+    static constexpr std::uint64_t encodedSize(std::uint64_t samples) { return (samples + 1) / 2; }
     // Codes two samples a byte; an odd number ends with a code for silence in the last half byte. `to` has
-    // (from.size() + 1) / 2 bytes. Pieces but the last one have an even number of samples.
+    // encodedSize() bytes. Pieces but the last one have an even number of samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
 
   private:

@@ -58,8 +58,8 @@ class RockwellEncoder {
   public:
     explicit RockwellEncoder(int bits) : codec_(bits) {}
 
-    static constexpr std::uint64_t encodedSize(std::uint64_t samples, int bits) {
-        return (samples * static_cast<unsigned>(bits) + 7) / 8;
+    std::uint64_t encodedSize(std::uint64_t samples) const {
+        return (samples * static_cast<unsigned>(codec_.bits()) + 7) / 8;
     }
     // Fills `to`, of encodedSize() bytes. Each code is the one that comes nearest to its sample.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);

@@ -31,8 +31,9 @@ class YamahaAdpcmDecoder {
 class YamahaAdpcmEncoder {
   public:
     explicit YamahaAdpcmEncoder(int channels) : channels_(channels) {}
-    // Two samples a byte; `to` has (from.size() + 1) / 2 bytes. Pieces but the last one have an even number
-    // of samples.
+    static constexpr std::uint64_t encodedSize(std::uint64_t samples) { return (samples + 1) / 2; }
+    // Two samples a byte; `to` has encodedSize() bytes. Pieces but the last one have an even number of
+    // samples.
     void encode(std::span<const std::int16_t> from, std::span<Byte> to);
 
   private:

@@ -310,9 +310,9 @@ bool readAmigaSample(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeAmigaSample(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, encodingBit(SampleEncoding::Pcm8), ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, encodingBit(SampleEncoding::Pcm8), ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     if (waveform->sampleRate > UINT16_MAX)
         return fail("An Amiga sample can not store rates above 65535 Hz");

@@ -4,8 +4,8 @@
 
 #include "base/error.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/waves/wave_file.h"
-#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -87,18 +87,6 @@ bool attachCodes(Waveform& waveform, OpenFile& file, const StoredWave& stored, c
     return true;
 }
 
-bool encodeCodes(Waveform& waveform, const Coding& coding, int channels, std::span<Byte> to,
-                 UserInterface& ui) {
-    G72xEncoder encoder(coding.width, CodePacking::LowBitsFirst, channels);
-    return feed16(waveform, channels, FrameReader::kPieceFrames, ui, [&](std::span<const std::int16_t> from) {
-        const auto bytes = static_cast<std::size_t>(
-            std::min<std::uint64_t>(packedSize(from.size(), coding.width), to.size()));
-        encoder.encode(from, to.first(bytes));
-        to = to.subspan(bytes);
-        return true;
-    });
-}
-
 bool fillFromAu(OpenFile& file, Waveform& waveform) {
     const auto head = bytesAt(file, 0, kHeaderSize);
     ByteReader reader(head);
@@ -136,9 +124,9 @@ bool readAu(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeAu(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     const Coding& coding = *std::ranges::find(kCodings, plan.target.layout.encoding, &Coding::encoding);
     const auto channels = static_cast<std::uint32_t>(plan.target.channels);
@@ -159,8 +147,10 @@ bool writeAu(Item& item, OpenFile& file, std::uint32_t) {
     to.u32(channels);
     to.text(info, infoSize);
     const std::span<Byte> data = to.block(to.remaining());
+    const int codeChannels = plan.target.channels;
     const bool encoded = coding.width != 0
-                             ? encodeCodes(*waveform, coding, plan.target.channels, data, *file.ui)
+                             ? encodeCodes(*waveform, codeChannels, data, *file.ui,
+                                           G72xEncoder(coding.width, CodePacking::LowBitsFirst, codeChannels))
                              : encodeWaveform(*waveform, plan.target, data, *file.ui);
     return encoded && file.write(image.bytes());
 }

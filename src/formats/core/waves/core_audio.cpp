@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "base/error.h"
-#include "formats/core/codecs/ima_adpcm.h"
-#include "formats/core/codecs/mace.h"
+#include "formats/core/codec_streams.h"
 #include "formats/core/undecoded_source.h"
 #include "formats/core/waves/wave_file.h"
 #include "formats/framework/codec_source.h"
@@ -297,11 +296,9 @@ class CoreAudioReader {
             encoding = width == 8 ? SampleEncoding::Float64 : SampleEncoding::Float32;
             return width == 4 || width == 8;
         }
-        static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                      SampleEncoding::Pcm24, SampleEncoding::Pcm32};
-        if (width < 1 || width > std::size(kByBytes) || bits_ > width * 8)
+        if (width < 1 || width > 4 || bits_ > width * 8)
             return false;
-        encoding = kByBytes[width - 1];
+        encoding = pcmEncoding(width);
         return true;
     }
 
@@ -332,15 +329,12 @@ class CoreAudioReader {
 
     void setDecoder(CodecData& data) const {
         const int channels = waveform_.channels;
-        if (format_ == fourCc("ima4")) {
-            data.unit = {Ima4Decoder::kPacketBytes * waveform_.channels, Ima4Decoder::kPacketFrames};
-            data.makeDecoder = decoder16<Ima4Decoder>(channels);
-        } else if (format_ == fourCc("MAC3") || format_ == fourCc("MAC6")) {
-            const MaceRatio ratio = format_ == fourCc("MAC3") ? MaceRatio::ThreeToOne : MaceRatio::SixToOne;
-            data.unit = {static_cast<std::uint32_t>(MaceDecoder::packetBytes(ratio, channels)),
-                         MaceDecoder::kPacketFrames};
-            data.makeDecoder = decoder16<MaceDecoder>(ratio, channels);
-        }
+        if (format_ == fourCc("ima4"))
+            setIma4(data, channels);
+        else if (format_ == fourCc("MAC3"))
+            setMace(data, MaceRatio::ThreeToOne, channels);
+        else if (format_ == fourCc("MAC6"))
+            setMace(data, MaceRatio::SixToOne, channels);
     }
 
     OpenFile& file_;
@@ -443,9 +437,9 @@ bool readCoreAudio(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeCoreAudio(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     const auto entries = infoEntries(*waveform);
     const std::uint64_t region = waveform->looped ? kChunkHeader + 8 + kRegionHeader + 2 * kMarkerSize : 0;

@@ -22,11 +22,7 @@ bool fillFromCovox(OpenFile& file, Waveform& waveform) {
     const unsigned bits = head[std::size(kSignature)];
     if (bits != 8)
         return fail(formatText("Decoding Covox %u-bit samples is not supported in this build", bits));
-    StoredWave stored;
-    stored.layout = {SampleEncoding::Pcm8, ByteOrder::Little, true};
-    stored.rate = kRate;
-    stored.position = kHeaderSize;
-    return attachStoredWave(waveform, file, stored);
+    return attachUnsignedBytes(waveform, file, kRate, kHeaderSize);
 }
 
 }  // namespace

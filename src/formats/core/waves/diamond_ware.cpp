@@ -59,9 +59,9 @@ bool readDiamondWare(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeDiamondWare(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Little, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Little, plan);
+    if (!waveform)
         return false;
     if (waveform->sampleRate > UINT16_MAX)
         return fail("A DiamondWare file can not store rates above 65535 Hz");
@@ -87,8 +87,7 @@ bool writeDiamondWare(Item& item, OpenFile& file, std::uint32_t) {
     to.u32(static_cast<std::uint32_t>(dataOffset));
     to.zeros(kTextAt - to.position());
     to.text(comment, comment.size() + 1);
-    return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-           file.write(image.bytes());
+    return finishWave(*waveform, plan, to, image, file);
 }
 
 }  // namespace velor

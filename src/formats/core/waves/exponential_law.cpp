@@ -17,7 +17,7 @@ namespace {
 constexpr double kRate = 8000;
 constexpr double kMu = 255;
 constexpr unsigned kSign = 0x80, kMagnitude = 0x7F;
-constexpr CodecUnit kPiece{4096, 4096};
+constexpr CodecUnit kUnit{1, 1};
 
 // The continuous mu-law that G.711 approaches by segments.
 std::array<float, 256> makeCurve() {
@@ -54,7 +54,7 @@ bool fillFromExponentialLaw(OpenFile& file, Waveform& waveform) {
     setEncoding(waveform, SampleEncoding::MuLaw);
     CodecData data;
     data.byteSize = file.size();
-    data.unit = kPiece;
+    data.unit = kUnit;
     data.makeDecoder = [] { return std::make_unique<LawDecoder>(); };
     waveform.frames = clampFrames(file, framesIn(data));
     attachCodecSamples(waveform, file.input, std::move(data));

@@ -111,9 +111,9 @@ bool readIrcam(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeIrcam(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     FileImage image;
     if (!image.allocate(kHeaderSize + plan.dataSize))
@@ -133,8 +133,7 @@ bool writeIrcam(Item& item, OpenFile& file, std::uint32_t) {
         to.text(comment, size);
     }
     to.zeros(kHeaderSize - to.position());
-    return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-           file.write(image.bytes());
+    return finishWave(*waveform, plan, to, image, file);
 }
 
 }  // namespace velor

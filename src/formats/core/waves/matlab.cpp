@@ -32,13 +32,6 @@ struct Variable {
     std::uint64_t elements() const { return rows * columns; }
 };
 
-std::vector<Byte> fileBytes(const File& file, std::uint64_t position, std::size_t count) {
-    const std::uint64_t there = file.size() > position ? file.size() - position : 0;
-    std::vector<Byte> bytes(static_cast<std::size_t>(std::min<std::uint64_t>(count, there)));
-    bytes.resize(file.readSome(position, bytes));
-    return bytes;
-}
-
 // ---- Level 4: matrices one after the other, each with a header of its own ----
 
 bool layoutOfLevel4(std::uint32_t type, SampleLayout& layout) {
@@ -57,7 +50,7 @@ std::vector<Variable> variablesOfLevel4(const std::shared_ptr<File>& file) {
     std::vector<Variable> variables;
     std::uint64_t position = 0;
     while (variables.size() < kMostVariables) {
-        const auto head = fileBytes(*file, position, kHeader);
+        const auto head = bytesAt(*file, position, kHeader);
         if (head.size() < kHeader)
             break;
         ByteReader reader(head);
@@ -73,7 +66,7 @@ std::vector<Variable> variablesOfLevel4(const std::shared_ptr<File>& file) {
         const std::uint32_t nameBytes = reader.u32();
         if (type >= 10000 || nameBytes > kLongestName)
             break;
-        const auto name = fileBytes(*file, position + kHeader, nameBytes);
+        const auto name = bytesAt(*file, position + kHeader, nameBytes);
         variable.name = ByteReader(name).text(name.size());
         variable.position = position + kHeader + nameBytes;
         const auto width = static_cast<unsigned>(encodingBits(variable.layout.encoding)) / 8;
@@ -137,7 +130,7 @@ struct Element {
 };
 
 bool readElement(const File& file, std::uint64_t position, ByteOrder order, Element& element) {
-    const auto tag = fileBytes(file, position, 8);
+    const auto tag = bytesAt(file, position, 8);
     if (tag.size() < 8)
         return false;
     const auto first = loadAs<std::uint32_t>(tag.data(), order);
@@ -165,14 +158,14 @@ bool readMatrix(const std::shared_ptr<File>& file, const Element& matrix, ByteOr
     };
     if (!next() || !next() || part.type != kInt32 || part.size < 8)  // flags, sizes
         return false;
-    const auto sizes = fileBytes(*file, part.position, 8);
+    const auto sizes = bytesAt(*file, part.position, 8);
     if (sizes.size() < 8 || part.size > 8)  // more than two dimensions
         return false;
     variable.rows = loadAs<std::uint32_t>(sizes.data(), order);
     variable.columns = loadAs<std::uint32_t>(sizes.data() + 4, order);
     if (!next() || part.type != kInt8)
         return false;
-    const auto name = fileBytes(*file, part.position, std::min(part.size, kLongestName));
+    const auto name = bytesAt(*file, part.position, std::min(part.size, kLongestName));
     variable.name = ByteReader(name).text(name.size());
     if (!next())
         return false;
@@ -187,7 +180,7 @@ bool readMatrix(const std::shared_ptr<File>& file, const Element& matrix, ByteOr
 // A packed element becomes a file of its own in memory. Samples pack by less than this factor.
 std::shared_ptr<File> unpackElement(const File& file, const Element& element) {
     constexpr std::uint64_t kMostFactor = 64, kSlack = 1u << 16;
-    const auto packed = fileBytes(file, element.position, element.size);
+    const auto packed = bytesAt(file, element.position, element.size);
     const std::uint64_t most = packed.size() * kMostFactor + kSlack;
     std::vector<Byte> bytes;
     z_stream stream{};
@@ -238,7 +231,7 @@ bool scalarOf(const Variable& variable, double& value) {
     if (variable.elements() != 1 || !variable.plain)
         return false;
     const auto width = static_cast<std::size_t>(encodingBits(variable.layout.encoding)) / 8;
-    const auto bytes = fileBytes(*variable.file, variable.position, width);
+    const auto bytes = bytesAt(*variable.file, variable.position, width);
     if (bytes.size() < width)
         return false;
     const ByteOrder order = variable.layout.order;

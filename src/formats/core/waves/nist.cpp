@@ -80,12 +80,10 @@ bool fillFromNist(OpenFile& file, Waveform& waveform) {
     } else if (plain == "alaw") {
         stored.layout.encoding = SampleEncoding::ALaw;
     } else if (plain == "pcm") {
-        static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                      SampleEncoding::Pcm24, SampleEncoding::Pcm32};
         const std::uint32_t width = header.count("sample_n_bytes", 2);
-        if (width < 1 || width > std::size(kByBytes))
+        if (width < 1 || width > 4)
             return fail(kUnknownSampleFormat);
-        stored.layout.encoding = kByBytes[width - 1];
+        stored.layout.encoding = pcmEncoding(width);
     } else {
         return fail("Unsupported compression type: " + std::string(coding));
     }

@@ -4,8 +4,8 @@
 
 #include "base/error.h"
 #include "formats/core/codec_streams.h"
+#include "formats/core/codec_writer.h"
 #include "formats/core/waves/wave_file.h"
-#include "formats/framework/frame_reader.h"
 
 namespace velor {
 
@@ -48,7 +48,8 @@ bool writeNomad(Item& item, OpenFile& file, std::uint32_t) {
     Waveform* waveform = waveformToWrite(item);
     if (!waveform || !requireRate(*waveform, kRate) || !settleFrameCount(*waveform))
         return false;
-    const std::uint64_t codes = packedSize(waveform->frames, kWidth);
+    const G72xEncoder encoder(kWidth, CodePacking::HighBitsFirst);
+    const std::uint64_t codes = encoder.encodedSize(waveform->frames);
     FileImage image;
     if (!image.allocate(kHeaderSize + (codes + kFrameBytes - 1) / kFrameBytes * kFrameBytes))
         return false;
@@ -66,17 +67,9 @@ bool writeNomad(Item& item, OpenFile& file, std::uint32_t) {
     to.u32(kRate * 2);  // bytes of plain samples in a second, in a frame, bits
     to.u16(2);
     to.u16(16);
-    std::span<Byte> data = to.block(static_cast<std::size_t>(codes));
+    const std::span<Byte> data = to.block(static_cast<std::size_t>(codes));
     to.zeros(to.remaining());
-    G72xEncoder encoder(kWidth, CodePacking::HighBitsFirst);
-    const auto encode = [&](std::span<const std::int16_t> samples) {
-        const auto bytes =
-            std::min(static_cast<std::size_t>(packedSize(samples.size(), kWidth)), data.size());
-        encoder.encode(samples, data.first(bytes));
-        data = data.subspan(bytes);
-        return true;
-    };
-    return feed16(*waveform, 1, FrameReader::kPieceFrames, *file.ui, encode) && file.write(image.bytes());
+    return encodeCodes(*waveform, 1, data, *file.ui, encoder) && file.write(image.bytes());
 }
 
 }  // namespace velor

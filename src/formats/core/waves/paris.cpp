@@ -119,9 +119,9 @@ bool readParis(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeParis(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     const SampleEncoding encoding = plan.target.layout.encoding;
     const bool blocks = encoding == SampleEncoding::Pcm24;
@@ -142,8 +142,7 @@ bool writeParis(Item& item, OpenFile& file, std::uint32_t) {
     to.u32(kAnalogSource);
     to.zeros(kDataAt - to.position());
     if (!blocks)
-        return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-               file.write(image.bytes());
+        return finishWave(*waveform, plan, to, image, file);
     plan.target.layout.order = ByteOrder::Little;
     FileImage plain;
     if (!plain.allocate(plan.dataSize) || !encodeWaveform(*waveform, plan.target, plain.bytes(), *file.ui))

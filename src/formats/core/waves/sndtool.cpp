@@ -23,12 +23,7 @@ bool fillFromSndtool(OpenFile& file, Waveform& waveform) {
     waveform.text(WaveText::Comment) = fieldText(reader, kTextSize);
     if (!reader.ok())
         return fail("The Sndtool header is too short");
-    StoredWave stored;
-    stored.layout = {SampleEncoding::Pcm8, ByteOrder::Little, true};
-    stored.rate = rate;
-    stored.position = kHeaderSize;
-    stored.frames = frames ? frames : kToFileEnd;
-    return attachStoredWave(waveform, file, stored);
+    return attachUnsignedBytes(waveform, file, rate, kHeaderSize, frames ? frames : kToFileEnd);
 }
 
 }  // namespace

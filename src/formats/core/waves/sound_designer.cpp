@@ -167,10 +167,8 @@ bool readCompanion(const OpenFile& file, Sd2Format& format) {
 
 bool attachSd2(OpenFile& file, Waveform& waveform, const Sd2Format& format, std::uint64_t position,
                std::uint64_t bytes) {
-    static constexpr SampleEncoding kByBytes[] = {SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                  SampleEncoding::Pcm24, SampleEncoding::Pcm32};
     StoredWave stored;
-    stored.layout = {kByBytes[format.sampleBytes - 1], ByteOrder::Big, false};
+    stored.layout = {pcmEncoding(format.sampleBytes), ByteOrder::Big, false};
     stored.channels = format.channels;
     stored.rate = format.rate;
     stored.position = position;
@@ -289,11 +287,10 @@ bool readSoundDesigner1(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeSoundDesigner1(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
+    constexpr std::uint32_t kWritable1 = encodingMask({SampleEncoding::Pcm8, SampleEncoding::Pcm16});
     WavePlan plan;
-    if (!waveform ||
-        !planWave(*waveform, file.save, encodingMask({SampleEncoding::Pcm8, SampleEncoding::Pcm16}),
-                  ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable1, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     if (plan.dataSize > INT32_MAX)
         return fail("The waveform is too long for a Sound Designer file, which can hold 2 GiB at most");
@@ -312,8 +309,7 @@ bool writeSoundDesigner1(Item& item, OpenFile& file, std::uint32_t) {
     to.zeros(kTypeAt - to.position());
     writePascalText(to, kLinear, kTypeField);
     to.zeros(kHeader1 - to.position());
-    return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-           file.write(image.bytes());
+    return finishWave(*waveform, plan, to, image, file);
 }
 
 bool readSoundDesigner2(Collection& collection, OpenFile& file, std::uint32_t) {
@@ -321,12 +317,11 @@ bool readSoundDesigner2(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeSoundDesigner2(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
+    Waveform* waveform = planWave(item, file, kWritable2, ByteOrder::Big, plan);
     FileImage image;
-    if (!waveform || !planWave(*waveform, file.save, kWritable2, ByteOrder::Big, plan) ||
-        !image.allocate(plan.dataSize) || !encodeWaveform(*waveform, plan.target, image.bytes(), *file.ui) ||
-        !file.write(image.bytes()))
+    if (!waveform || !image.allocate(plan.dataSize) ||
+        !encodeWaveform(*waveform, plan.target, image.bytes(), *file.ui) || !file.write(image.bytes()))
         return false;
     if (!file.output->path().empty())
         return writeCompanion(*waveform, plan, file);
@@ -340,9 +335,9 @@ bool readSoundDesigner2Flat(Collection& collection, OpenFile& file, std::uint32_
 }
 
 bool writeSoundDesigner2Flat(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable2, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable2, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     if (plan.dataSize > INT32_MAX)
         return fail("The waveform is too long for a MacBinary file, which can hold 2 GiB at most");

@@ -17,11 +17,7 @@ bool fillFromSounder(OpenFile& file, Waveform& waveform) {
     reader.skip(4);
     if (!reader.ok() || type != 0)
         return fail("Not a Sounder file");
-    StoredWave stored;
-    stored.layout = {SampleEncoding::Pcm8, ByteOrder::Little, true};
-    stored.rate = rate;
-    stored.position = kHeaderSize;
-    return attachStoredWave(waveform, file, stored);
+    return attachUnsignedBytes(waveform, file, rate, kHeaderSize);
 }
 
 }  // namespace

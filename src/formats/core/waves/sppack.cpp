@@ -64,9 +64,9 @@ bool readSppack(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeSppack(Item& item, OpenFile& file, std::uint32_t) {
-    Waveform* waveform = waveformToWrite(item);
     WavePlan plan;
-    if (!waveform || !planWave(*waveform, file.save, kWritable, ByteOrder::Big, plan))
+    Waveform* waveform = planWave(item, file, kWritable, ByteOrder::Big, plan);
+    if (!waveform)
         return false;
     FileImage image;
     if (!image.allocate(kHeaderSize + plan.dataSize))
@@ -88,8 +88,7 @@ bool writeSppack(Item& item, OpenFile& file, std::uint32_t) {
     to.u16(stereo);
     to.u16(stereo);
     to.zeros(kHeaderSize - to.position());
-    return encodeWaveform(*waveform, plan.target, to.block(to.remaining()), *file.ui) &&
-           file.write(image.bytes());
+    return finishWave(*waveform, plan, to, image, file);
 }
 
 }  // namespace velor

@@ -11,36 +11,11 @@
 
 namespace velor {
 
-std::vector<Byte> bytesAt(const OpenFile& file, std::uint64_t position, std::size_t count) {
-    const std::uint64_t there = file.size() > position ? file.size() - position : 0;
-    std::vector<Byte> bytes(static_cast<std::size_t>(std::min<std::uint64_t>(count, there)));
-    bytes.resize(file.input->readSome(position, bytes));
-    return bytes;
-}
-
 std::string fieldText(ByteReader& reader, std::size_t width) {
     std::string text = reader.text(width);
     while (!text.empty() && static_cast<unsigned char>(text.back()) <= ' ')
         text.pop_back();
     return text;
-}
-
-Waveform* createWaveform(Collection& collection, const OpenFile& file) {
-    auto* waveform = collection.create<Waveform>(file.stem());
-    if (waveform)
-        waveform->sourceFile = utf8FromPath(file.path);
-    else
-        fail(kOutOfMemory);
-    return waveform;
-}
-
-void setRate(Waveform& waveform, const OpenFile& file, double rate) {
-    constexpr double kHighest = 0x7FFFFFFF;
-    if (!(rate >= 0.5)) {
-        file.warn("Warning: no sample rate - taken as 44100 Hz");
-        rate = 44100;
-    }
-    waveform.sampleRate = static_cast<std::uint32_t>(std::lround(std::min(rate, kHighest)));
 }
 
 bool setChannels(Waveform& waveform, const OpenFile& file, std::uint32_t channels) {
@@ -54,25 +29,6 @@ bool setChannels(Waveform& waveform, const OpenFile& file, std::uint32_t channel
             formatText("The file has %u channels, of which only the first two are read", unsigned{channels}));
     waveform.channels = static_cast<std::uint8_t>(std::min<std::uint32_t>(channels, 2));
     return true;
-}
-
-void setEncoding(Waveform& waveform, SampleEncoding encoding) {
-    waveform.format = sampleFormatOf(encoding);
-    waveform.bits = static_cast<std::uint8_t>(encodingBits(encoding));
-    waveform.sourceFormat = encodingBit(encoding);
-}
-
-std::uint64_t availableBytes(const OpenFile& file, std::uint64_t position, std::uint64_t count) {
-    const std::uint64_t there = file.size() > position ? file.size() - position : 0;
-    if (count != kToFileEnd && count > there)
-        file.warn(std::string(kDataTruncated), {}, position);
-    return std::min(count, there);
-}
-
-std::uint32_t clampFrames(const OpenFile& file, std::uint64_t frames) {
-    if (frames > UINT32_MAX)
-        file.warn("The file is longer than a waveform can be - only the first 4294967295 samples are used");
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(frames, UINT32_MAX));
 }
 
 ByteOrder smootherOrder(const OpenFile& file, std::uint64_t position, ByteOrder customary) {
@@ -112,6 +68,16 @@ bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stor
     return true;
 }
 
+bool attachUnsignedBytes(Waveform& waveform, OpenFile& file, double rate, std::uint64_t position,
+                         std::uint64_t frames) {
+    StoredWave stored;
+    stored.layout = {SampleEncoding::Pcm8, ByteOrder::Little, true};
+    stored.rate = rate;
+    stored.position = position;
+    stored.frames = frames;
+    return attachStoredWave(waveform, file, stored);
+}
+
 void setPitch(Waveform& waveform, double hertz) {
     constexpr double kConcertPitch = 440, kConcertKey = 69;
     if (!(hertz > 0))
@@ -146,11 +112,15 @@ bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writabl
     return true;
 }
 
-Waveform* waveformToWrite(Item& item) {
-    if (item.kind() == ItemKind::Waveform)
-        return static_cast<Waveform*>(&item);
-    fail(kCannotSaveItem);
-    return nullptr;
+Waveform* planWave(Item& item, const OpenFile& file, std::uint32_t writable, ByteOrder order,
+                   WavePlan& plan) {
+    Waveform* waveform = waveformToWrite(item);
+    return waveform && planWave(*waveform, file.save, writable, order, plan) ? waveform : nullptr;
+}
+
+bool finishWave(Waveform& waveform, const WavePlan& plan, ByteWriter& to, FileImage& image, OpenFile& file) {
+    return encodeWaveform(waveform, plan.target, to.block(to.remaining()), *file.ui) &&
+           file.write(image.bytes());
 }
 
 void warnOfLoopMode(const Waveform& waveform, const OpenFile& file) {

@@ -1,64 +1,24 @@
 // What the readers and writers of plain waveform files share.
 #pragma once
 
-#include <limits>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "base/byte_reader.h"
 #include "base/byte_writer.h"
 #include "formats/framework/file_image.h"
-#include "formats/framework/open_file.h"
 #include "formats/framework/stored_samples.h"
-#include "items/collection.h"
+#include "formats/framework/waveform_io.h"
 
 namespace velor {
 
-inline constexpr std::string_view kUnknownSampleFormat = "Unknown sample format or compression";
-inline constexpr std::string_view kDataTruncated =
-    "Warning: data chunk truncated - will read what data there is";
-inline constexpr std::uint64_t kToFileEnd = std::numeric_limits<std::uint64_t>::max();
-
 // ---- Reading ----
-
-// The bytes at a position, fewer where the file ends.
-std::vector<Byte> bytesAt(const OpenFile& file, std::uint64_t position, std::size_t count);
 
 // The text of a field of fixed width without the zeros and blanks behind it.
 std::string fieldText(ByteReader& reader, std::size_t width);
 
-// Creates a waveform called like the file, or nullptr with "Out of memory".
-Waveform* createWaveform(Collection& collection, const OpenFile& file);
-
-// Creates a waveform, has `fill(file, waveform)` describe it, and takes it away again when that fails.
-template <typename Fill>
-bool readWaveform(Collection& collection, OpenFile& file, Fill fill) {
-    Waveform* waveform = createWaveform(collection, file);
-    if (!waveform)
-        return false;
-    if (fill(file, *waveform))
-        return true;
-    collection.remove(waveform->id());
-    return false;
-}
-
-// Sets the rate in Hz, rounded; a missing one (0, negative, not a number) becomes 44100 Hz with a warning.
-void setRate(Waveform& waveform, const OpenFile& file, double rate);
-
 // Sets the channels: more than two are warned of, and the first two are kept. False with "No channels" or
 // "Too many channels" (more than 1024).
 bool setChannels(Waveform& waveform, const OpenFile& file, std::uint32_t channels);
-
-// Sets format, bits and source format word for samples that are stored as `encoding`.
-void setEncoding(Waveform& waveform, SampleEncoding encoding);
-
-// The bytes of a stretch that the file really holds; warns when that is fewer than `count` (which may be
-// kToFileEnd).
-std::uint64_t availableBytes(const OpenFile& file, std::uint64_t position, std::uint64_t count);
-
-// A frame count as a waveform can hold it; warns when frames have to be left out.
-std::uint32_t clampFrames(const OpenFile& file, std::uint64_t frames);
 
 // The byte order of 16-bit samples for formats that do not say it for sure: the customary one, unless the
 // samples run much more smoothly in the other.
@@ -78,6 +38,10 @@ struct StoredWave {
 
 // Describes the waveform and makes it decode the samples when they are needed. Missing data are warned of.
 bool attachStoredWave(Waveform& waveform, OpenFile& file, const StoredWave& stored);
+
+// The same for a file of one channel of unsigned bytes behind a header.
+bool attachUnsignedBytes(Waveform& waveform, OpenFile& file, double rate, std::uint64_t position,
+                         std::uint64_t frames = kToFileEnd);
 
 // The key and the fine tune (-50..50 cents) of a waveform whose fundamental has this many Hz. Leaves it as it
 // is when that is no pitch of a key 0..127.
@@ -103,8 +67,12 @@ struct WavePlan {
 bool planWave(Waveform& waveform, const SaveOptions& save, std::uint32_t writable, ByteOrder order,
               WavePlan& plan);
 
-// The waveform that a writer was given; nullptr with kCannotSaveItem for other items.
-Waveform* waveformToWrite(Item& item);
+// The same for the item that a writer was given; nullptr with LastErrorText, for items that are no waveform
+// too.
+Waveform* planWave(Item& item, const OpenFile& file, std::uint32_t writable, ByteOrder order, WavePlan& plan);
+
+// Fills the rest of the image, where `to` stands, with the samples and writes the file.
+bool finishWave(Waveform& waveform, const WavePlan& plan, ByteWriter& to, FileImage& image, OpenFile& file);
 
 // A loop's limits as whole frames.
 struct WholeLoop {

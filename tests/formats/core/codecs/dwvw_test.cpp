@@ -110,33 +110,6 @@ TEST(Dwvw, DecodingInvertsPackingInPiecesOfAnySize) {
     }
 }
 
-TEST(Dwvw, FilesOfLibsndfileDecode) {
-    if (!haveProgram("sndfile-convert"))
-        GTEST_SKIP() << "libsndfile's programs are not installed";
-    const TemporaryFolder folder;
-    // Its program takes files of 12 bits for empty ones, in both directions.
-    for (const int bits : {16, 24}) {
-        SCOPED_TRACE(bits);
-        const auto samples = signal(bits);
-        Bytes au;
-        au.text(".snd").be32(24).be32(samples.size() * 4).be32(5).be32(8000).be32(1);
-        for (const std::int32_t sample : samples)
-            au.be32(static_cast<std::uint32_t>(sample) << (32 - bits));
-        writeFile(folder / "in.au", au.data);
-        ASSERT_TRUE(run("sndfile-convert -dwvw" + std::to_string(bits) + " " + quoted(folder / "in.au") +
-                        " " + quoted(folder / "out.aiff")));
-        const auto file = readFile(folder / "out.aiff");
-        std::span<const Byte> data;
-        for (std::size_t at = 12; at + 16 <= file.size();) {
-            const std::size_t size = loadBe<std::uint32_t>(file.data() + at + 4);
-            if (loadLe<std::uint32_t>(file.data() + at) == fourCc("SSND"))
-                data = std::span(file).subspan(at + 16, std::min(size - 8, file.size() - at - 16));
-            at += 8 + size + size % 2;
-        }
-        EXPECT_EQ(decoded(data, bits, samples.size(), 1000), samples);
-    }
-}
-
 // The packer above speaks the same language as the peer, so what it says of other widths counts too.
 TEST(Dwvw, LibsndfileReadsWhatThePackerOfThisTestWrites) {
     if (!haveProgram("sndfile-convert"))

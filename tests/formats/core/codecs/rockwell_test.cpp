@@ -14,7 +14,7 @@ using namespace test;
 using Samples = std::vector<std::int16_t>;
 
 std::vector<Byte> encoded(const Samples& samples, int bits) {
-    std::vector<Byte> bytes(static_cast<std::size_t>(RockwellEncoder::encodedSize(samples.size(), bits)));
+    std::vector<Byte> bytes(static_cast<std::size_t>(RockwellEncoder(bits).encodedSize(samples.size())));
     RockwellEncoder(bits).encode(samples, bytes);
     return bytes;
 }

@@ -1,5 +1,5 @@
 // 8SVX and 16SV: loops, octaves, packed samples, texts and keys.
-#include "formats/core/waves/wave_fixture.h"
+#include "formats/core/wave_fixture.h"
 
 namespace velor {
 namespace {

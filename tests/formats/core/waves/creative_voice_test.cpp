@@ -1,5 +1,5 @@
 // Blocks of Creative Voice files: joined data, silence, repeats, packed samples.
-#include "formats/core/waves/wave_fixture.h"
+#include "formats/core/wave_fixture.h"
 
 namespace velor {
 namespace {

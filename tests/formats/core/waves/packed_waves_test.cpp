@@ -1,7 +1,7 @@
 // Waveform files whose samples are packed: Shorten, sampler blocks, Huffman and delta codes, DVD groups.
 #include <algorithm>
 
-#include "formats/core/waves/wave_fixture.h"
+#include "formats/core/wave_fixture.h"
 
 namespace velor {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "formats/core/waves/wave_fixture.h"
+#include "formats/core/wave_fixture.h"
 
 namespace velor {
 namespace {

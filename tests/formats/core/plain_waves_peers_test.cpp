@@ -1,15 +1,25 @@
 // Plain waveform files against independent programs: what they write we read, what we write they read, sample
 // by sample.
-#include "formats/core/waves/wave_fixture.h"
+#include "formats/core/wave_fixture.h"
+#include "formats/core/wave_writer.h"
 
 namespace velor {
 namespace {
 
 using namespace test;
 
-struct PlainWavesPeers : WaveFixture {};
+struct PlainWavesPeers : WaveFixture {
+    PlainWavesPeers() { resetWaveHeaderTemplate(); }
+};
 
-constexpr int kBoth = 3;  // mono and stereo
+constexpr int kStereo = 2, kBoth = 3;  // bits: mono, stereo
+constexpr int kWaveRow = 478, kAiffRow = 15, kAifcRow = 17;
+
+// Blocks and padding that a peer takes for samples want even counts; where there are none an odd one shows
+// the pad byte.
+std::size_t framesFor(int row, std::size_t even) {
+    return row == kWaveRow || row == kAiffRow || row == kAifcRow ? even + 1 : even;
+}
 
 struct PeerFile {
     const char* peer;
@@ -22,6 +32,57 @@ struct PeerFile {
 };
 
 const PeerFile kPeerFiles[] = {
+    // Of signed bytes in an odd number libsndfile takes the pad byte for one more.
+    {"sox", "-b 8", "a.wav", kWaveRow, 8},
+    {"sox", "-b 16", "a.wav", kWaveRow, 16},
+    {"sox", "-b 24", "a.wav", kWaveRow, 24, kBoth, 192000},
+    {"sox", "-e signed -b 32", "a.wav", kWaveRow, 24},
+    {"sox", "-e floating-point -b 32", "a.wav", kWaveRow, 24},
+    {"sox", "-e floating-point -b 64", "a.wav", kWaveRow, 24},
+    {"ffmpeg", "-c:a pcm_u8", "a.wav", kWaveRow, 8},
+    {"ffmpeg", "-c:a pcm_s16le", "a.wav", kWaveRow, 16},
+    {"ffmpeg", "-c:a pcm_s24le", "a.wav", kWaveRow, 24},
+    {"ffmpeg", "-c:a pcm_s32le", "a.wav", kWaveRow, 24},
+    {"ffmpeg", "-c:a pcm_f32le", "a.wav", kWaveRow, 24},
+    {"ffmpeg", "-c:a pcm_f64le", "a.wav", kWaveRow, 24},
+    {"sndfile-convert", "-pcmu8", "a.wav", kWaveRow, 8},
+    {"sndfile-convert", "-pcm16", "a.wav", kWaveRow, 16},
+    {"sndfile-convert", "-pcm24", "a.wav", kWaveRow, 24},
+    {"sndfile-convert", "-pcm32", "a.wav", kWaveRow, 24},
+    {"sndfile-convert", "-float32", "a.wav", kWaveRow, 24},
+    {"sndfile-convert", "-float64", "a.wav", kWaveRow, 24},
+    {"sox", "-e mu-law", "a.wav", kWaveRow, 0},
+    {"sox", "-e a-law", "a.wav", kWaveRow, 0},
+
+    {"sox", "-b 8", "a.aiff", kAiffRow, 8},
+    {"sox", "-b 16", "a.aiff", kAiffRow, 16},
+    {"sox", "-b 24", "a.aiff", kAiffRow, 24, kBoth, 192000},
+    {"sox", "-e signed -b 32", "a.aiff", kAiffRow, 24},
+    {"ffmpeg", "-c:a pcm_s8 -f aiff", "a.aiff", kAiffRow, 8},
+    {"ffmpeg", "-c:a pcm_s16be -f aiff", "a.aiff", kAiffRow, 16},
+    {"ffmpeg", "-c:a pcm_s24be -f aiff", "a.aiff", kAiffRow, 24},
+    {"ffmpeg", "-c:a pcm_s32be -f aiff", "a.aiff", kAiffRow, 24},
+    {"sndfile-convert", "-pcms8", "a.aiff", kAiffRow, 8, kStereo},
+    {"sndfile-convert", "-pcm16", "a.aiff", kAiffRow, 16},
+    {"sndfile-convert", "-pcm24", "a.aiff", kAiffRow, 24},
+    {"sndfile-convert", "-pcm32", "a.aiff", kAiffRow, 24},
+
+    {"sox", "-b 8", "a.aifc", kAifcRow, 8},
+    {"sox", "-b 16", "a.aifc", kAifcRow, 16},
+    {"sox", "-b 24", "a.aifc", kAifcRow, 24, kBoth, 192000},
+    {"sox", "-e signed -b 32", "a.aifc", kAifcRow, 24},
+    {"sox", "-e floating-point -b 32", "a.aifc", kAifcRow, 24},
+    {"sox", "-e floating-point -b 64", "a.aifc", kAifcRow, 24},
+    {"ffmpeg", "-c:a pcm_f32be -f aiff", "a.aifc", kAifcRow, 24},
+    {"ffmpeg", "-c:a pcm_f64be -f aiff", "a.aifc", kAifcRow, 24},
+    {"sndfile-convert", "-float32", "a.aifc", kAifcRow, 24},
+    {"sndfile-convert", "-float64", "a.aifc", kAifcRow, 24},
+    {"ffmpeg", "-c:a pcm_mulaw -f aiff", "a.aifc", kAifcRow, 0},
+    {"ffmpeg", "-c:a pcm_alaw -f aiff", "a.aifc", kAifcRow, 0},
+
+    {"sox", "-e unsigned -b 8", "a.maud", 228, 8, kBoth, 8000},
+    {"sox", "-e signed -b 16", "a.maud", 228, 16, kBoth, 8000},
+
     {"sox", "-e signed -b 8", "a.au", 32, 8},
     {"sox", "-e signed -b 16", "a.au", 32, 16},
     {"sox", "-e signed -b 16 -L", "a.au", 32, 16},
@@ -131,7 +192,7 @@ TEST_F(PlainWavesPeers, WeReadWhatPeersWrite) {
                 continue;
             SCOPED_TRACE(peer + " " + each.arguments + " " + name + " " + std::to_string(channels));
             const std::uint32_t rate = each.rate ? each.rate : channels == 1 ? 11025 : 44100;
-            const auto signal = testSignal(1240 * channels, each.grid ? each.grid : 16);
+            const auto signal = testSignal(framesFor(each.row, 1240) * channels, each.grid ? each.grid : 16);
             writeSource(signal, channels, rate);
             std::filesystem::remove(folder / name);
             const bool isFloat = std::string(each.arguments).find("float") != std::string::npos;
@@ -167,6 +228,12 @@ struct OurFile {
 };
 using enum SampleEncoding;
 const OurFile kOurFiles[] = {
+    {kWaveRow, "a.wav", "sox", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, MuLaw, ALaw}},
+    {kWaveRow, "a.wav", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, MuLaw, ALaw}},
+    {kWaveRow, "a.wav", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, MuLaw, ALaw}},
+    {kAiffRow, "a.aiff", "sox", {Pcm8, Pcm16, Pcm24, Pcm32}},
+    {kAiffRow, "a.aiff", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32}},
+    {kAiffRow, "a.aiff", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32}},
     {32, "a.au", "sox", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
     {32, "a.au", "sndfile-convert", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
     {32, "a.au", "ffmpeg", {Pcm8, Pcm16, Pcm24, Pcm32, Float32, Float64, MuLaw, ALaw}},
@@ -212,12 +279,14 @@ TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
                              std::string(encodingName(encoding)) + " " + std::to_string(channels));
                 collection.clear();
                 const bool isLaw = encoding == MuLaw || encoding == ALaw;
-                // Frames that fill the blocks of PARIS and the padding of MATLAB, which the peer takes for
-                // samples.
+                // 1120 frames fill the blocks of PARIS and the padding of MATLAB.
+                const std::size_t frames = framesFor(each.row, 1120);
                 const auto signal =
-                    testSignal(1120 * static_cast<std::size_t>(channels), isLaw ? 16 : gridOf(encoding));
+                    testSignal(frames * static_cast<std::size_t>(channels), isLaw ? 16 : gridOf(encoding));
                 Waveform* waveform = addWaveform(collection, "n", signal, channels, 22050);
                 waveform->text(WaveText::Comment) = "spoken words";
+                if (each.row == kWaveRow || each.row == kAiffRow)
+                    waveform->setLoop(LoopMode::Forward, 0, static_cast<double>(frames));
                 ASSERT_TRUE(save(*waveform, each.row, each.name, encoding)) << LastErrorText;
                 const auto theirs =
                     decodedBy(each.peer, each.name, encoding == Float32 || encoding == Float64);
@@ -226,6 +295,10 @@ TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
                 EXPECT_EQ(theirs, ours);
                 if (!isLaw) {
                     EXPECT_EQ(ours, signal);
+                } else {
+                    // Half of G.711's largest step; its mu-law ends 644 steps of 16 bits below full scale.
+                    for (std::size_t i = 0; i < signal.size(); ++i)
+                        ASSERT_NEAR(ours[i], signal[i], (encoding == MuLaw ? 644.5f : 512.5f) / 32768) << i;
                 }
                 EXPECT_EQ(collection.all<Waveform>().front()->sampleRate, 22050u);
             }
@@ -233,6 +306,45 @@ TEST_F(PlainWavesPeers, PeersReadWhatWeWrite) {
     }
     if (!any)
         GTEST_SKIP() << "no peer program is installed";
+}
+
+TEST_F(PlainWavesPeers, PeersReadOurExtensibleFiles) {
+    for (const char* peer : {"sox", "ffmpeg", "sndfile-convert"}) {
+        if (!haveProgram(peer))
+            GTEST_SKIP() << peer << " is not installed";
+        for (const SampleEncoding encoding : {Pcm8, Pcm16, Pcm24, Pcm32, Float32}) {
+            const auto signal = testSignal(999 * 2, gridOf(encoding));
+            Waveform* waveform = addWaveform(collection, "n", signal, 2, 48000);
+            SaveOptions options;
+            options.encoding = encoding;
+            options.variant = wave_variant::kExtensible;
+            WaveImage image;
+            ASSERT_TRUE(buildWaveImage(*waveform, options, ui, image));
+            writeFile(folder / "ext.wav", {image.bytes().begin(), image.bytes().end()});
+            EXPECT_EQ(decodedBy(peer, "ext.wav", encoding == Float32), signal)
+                << peer << " " << encodingName(encoding);
+        }
+    }
+}
+
+TEST_F(PlainWavesPeers, PeersSeeOurLoopsAndKeys) {
+    if (!haveProgram("sndfile-info"))
+        GTEST_SKIP() << "sndfile-info is not installed";
+    Waveform* waveform = addWaveform(collection, "n", testSignal(2000, 16), 1, 44100);
+    waveform->rootKey = 57;
+    for (const auto& [mode, shown] :
+         {std::pair(LoopMode::Forward, "fwd"), std::pair(LoopMode::Alternating, "alt")}) {
+        waveform->setLoop(mode, 100, 900);
+        for (const auto& [row, name] : {std::pair(kWaveRow, "ours.wav"), std::pair(kAiffRow, "ours.aiff")}) {
+            ASSERT_TRUE(saveItem(waveform, row, folder / name, services)) << LastErrorText;
+            // "0  Mode : fwd  Start : 100  End : 900  Count : 0"
+            const std::string info = "sndfile-info --instrument " + file(name);
+            EXPECT_TRUE(run(info + " | grep -E 'Base note +: 57'")) << name;
+            // In AIFF it calls every mode forward.
+            const std::string kind = row == kWaveRow ? shown : "fwd";
+            EXPECT_TRUE(run(info + " | grep -E 'Mode : " + kind + " +Start : +100 +End : +900 '")) << name;
+        }
+    }
 }
 
 }  // namespace

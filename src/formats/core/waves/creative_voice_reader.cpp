@@ -1,70 +1,31 @@
-#include "formats/core/waves/creative_voice.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <optional>
 
 #include "base/error.h"
-#include "formats/core/codecs/creative_adpcm.h"
+#include "formats/core/waves/creative_voice.h"
+#include "formats/core/waves/creative_voice_blocks.h"
+#include "formats/core/waves/creative_voice_source.h"
 #include "formats/core/waves/wave_file.h"
 
 namespace velor {
 
 namespace {
 
-constexpr std::string_view kSignature = "Creative Voice File\x1A";
-constexpr std::size_t kHeaderSize = 26;
+using namespace creative_voice;
+
 constexpr std::uint32_t kCountedShort = 8;  // bytes
 constexpr std::size_t kMostBlocks = 1u << 20;
-constexpr std::uint32_t kLargestBlock = 0xFFFFFF;
-constexpr std::size_t kLongestText = 4096;
-constexpr std::uint16_t kEndless = 0xFFFF;
 // A block of four bytes can ask for 65536 frames of silence, or for as many repeats. What a file says this
 // way is limited, so that a small one cannot fill the memory.
 constexpr std::uint64_t kMostExpandedFrames = 1u << 24;
-
-enum BlockType : std::uint8_t {
-    kEnd = 0,
-    kSound = 1,
-    kMoreSound = 2,
-    kSilence = 3,
-    kText = 5,
-    kRepeat = 6,
-    kRepeatEnd = 7,
-    kExtension = 8,
-    kNewSound = 9,
-};
-
-// Codec fields.
-enum VoiceCodec : std::uint16_t { kUnsigned8 = 0, kSigned16 = 4, kALaw = 6, kMuLaw = 7 };
 
 struct Block {
     std::uint8_t type;
     std::uint64_t position;  // of the payload
     std::uint32_t size;
 };
-
-// How the frames of a sound block are stored.
-struct SoundFormat {
-    double rate = 0;  // Hz
-    std::uint32_t channels = 1;
-    SampleLayout layout;  // of plain samples
-    std::optional<CreativeAdpcmKind> adpcm;
-};
-
-// A stretch of the waveform.
-struct Segment {
-    SoundFormat format;
-    std::uint64_t position = 0;
-    std::uint64_t bytes = 0;  // 0: silence
-    std::uint64_t frames = 0;
-    bool startsCodec = false;  // an ADPCM reference byte comes first
-};
-
-double rateOfShortConstant(unsigned constant) {
-    return 1e6 / (256 - constant);
-}
 
 bool setCodec(SoundFormat& format, unsigned codec) {
     format.adpcm.reset();
@@ -93,73 +54,6 @@ bool setCodec(SoundFormat& format, unsigned codec) {
             return false;
     }
 }
-
-// Several blocks, decoded one after the other.
-class VoiceSource final : public WaveformSource {
-  public:
-    VoiceSource(std::shared_ptr<File> file, std::vector<Segment> segments)
-        : file_(std::move(file)), segments_(std::move(segments)) {}
-
-    bool decode(Waveform& waveform) const override {
-        if (!waveform.allocateSamples())
-            return fail(kOutOfMemory);
-        std::span<float> to = waveform.samples();
-        std::optional<CreativeAdpcmDecoder> decoder;
-        for (const Segment& segment : segments_) {
-            const std::size_t count = std::min<std::size_t>(
-                to.size(), static_cast<std::size_t>(segment.frames) * waveform.channels);
-            if (!decodeSegment(segment, waveform.channels, to.first(count), decoder))
-                return false;
-            to = to.subspan(count);
-        }
-        std::ranges::fill(to, 0.0f);
-        return true;
-    }
-
-  private:
-    bool decodeSegment(const Segment& segment, std::uint32_t channels, std::span<float> to,
-                       std::optional<CreativeAdpcmDecoder>& decoder) const {
-        if (segment.bytes == 0 || to.empty()) {
-            std::ranges::fill(to, 0.0f);
-            return true;
-        }
-        std::vector<Byte> bytes(static_cast<std::size_t>(segment.bytes));
-        if (!file_->read(segment.position, bytes))
-            return false;
-        std::span<const Byte> from(bytes);
-        if (segment.format.adpcm) {
-            if (segment.startsCodec) {
-                decoder.emplace(*segment.format.adpcm, from.front());
-                to.front() = static_cast<float>(from.front() - 128) / 128;
-                from = from.subspan(1);
-                to = to.subspan(1);
-            }
-            if (!decoder)
-                decoder.emplace(*segment.format.adpcm, Byte{0x80});
-            std::vector<std::int16_t> samples(to.size());
-            const std::size_t count = decoder->decode(from, samples);
-            samplesFrom16(std::span<const std::int16_t>(samples).first(count), to.first(count));
-            std::ranges::fill(to.subspan(count), 0.0f);
-        } else if (segment.format.channels == channels) {
-            decodeSamples(segment.format.layout, from, to);
-        } else {
-            decodeWide(segment, channels, from, to);
-        }
-        return true;
-    }
-
-    // More channels than a waveform has.
-    static void decodeWide(const Segment& segment, std::uint32_t channels, std::span<const Byte> from,
-                           std::span<float> to) {
-        std::vector<float> all(static_cast<std::size_t>(segment.frames) * segment.format.channels);
-        decodeSamples(segment.format.layout, from, all);
-        for (std::size_t i = 0; i < to.size(); ++i)
-            to[i] = all[i / channels * segment.format.channels + i % channels];
-    }
-
-    std::shared_ptr<File> file_;
-    std::vector<Segment> segments_;
-};
 
 class VoiceReader {
   public:
@@ -263,18 +157,17 @@ class VoiceReader {
     }
 
     bool readNewSound(const Block& block, ByteReader& reader) {
-        constexpr std::uint32_t kSoundHeader = 12;
         SoundFormat format;
         format.rate = reader.u32();
         reader.skip(1);  // bits: the codec says them too
         format.channels = reader.u8();
         const std::uint16_t codec = reader.u16();
-        if (!reader.ok() || block.size < kSoundHeader)
+        if (!reader.ok() || block.size < kNewSoundHeader)
             return true;
         if (format.channels == 0)
             return fail("No channels");
         return takeFormat(format, codec) &&
-               addSound(block.position + kSoundHeader, block.size - kSoundHeader, true);
+               addSound(block.position + kNewSoundHeader, block.size - kNewSoundHeader, true);
     }
 
     // Makes a format the one of the blocks that follow.
@@ -410,7 +303,7 @@ class VoiceReader {
             waveform_.bits = 8;
         waveform_.frames = clampFrames(file_, frames_);
         waveform_.sourceOffset = segments_.empty() ? 0 : segments_.front().position;
-        waveform_.setSource(std::make_shared<VoiceSource>(file_.input, std::move(segments_)));
+        waveform_.setSource(voiceSource(file_.input, std::move(segments_)));
         return true;
     }
 
@@ -428,183 +321,12 @@ class VoiceReader {
     bool rateWarned_ = false, expandedWarned_ = false;
 };
 
-// ---- Writing ----
-
-constexpr std::uint32_t kNewSoundHeader = 12, kSoundHeader = 2, kExtensionSize = 4;
-constexpr std::uint32_t kBlockHead = 4;
-
-struct Piece {
-    std::uint64_t begin, end;  // bytes of the data
-};
-
-// What a file of one waveform consists of: the sound in blocks of limited size, cut at the loop.
-class VoiceWriter {
-  public:
-    VoiceWriter(Waveform& waveform, OpenFile& file, bool oldStyle)
-        : waveform_(waveform), file_(file), oldStyle_(oldStyle) {}
-
-    bool write() {
-        const std::uint32_t writable = oldStyle_
-                                           ? encodingBit(SampleEncoding::Pcm8)
-                                           : encodingMask({SampleEncoding::Pcm8, SampleEncoding::Pcm16,
-                                                           SampleEncoding::MuLaw, SampleEncoding::ALaw});
-        if (!planWave(waveform_, file_.save, writable, ByteOrder::Little, plan_))
-            return false;
-        plan_.target.layout.isUnsigned = plan_.target.layout.encoding == SampleEncoding::Pcm8;
-        if (oldStyle_ && !fitRate())
-            return false;
-        warnOfLoopMode(waveform_, file_);
-        FileImage data, image;
-        if (!data.allocate(plan_.dataSize) ||
-            !encodeWaveform(waveform_, plan_.target, data.bytes(), *file_.ui))
-            return false;
-        layOut();
-        if (!image.allocate(size_))
-            return false;
-        ByteWriter to(image.bytes());
-        writeHeader(to);
-        for (std::size_t i = 0; i < pieces_.size(); ++i)
-            writePiece(to, i, data.bytes());
-        to.u8(kEnd);
-        return to.ok() && to.remaining() == 0 && file_.write(image.bytes());
-    }
-
-  private:
-    // Old blocks store the length of a frame instead of the rate.
-    bool fitRate() {
-        constexpr double kLowest = 256e6 / 65536;
-        const auto channels = static_cast<unsigned>(plan_.target.channels);
-        if (waveform_.sampleRate * channels < kLowest || waveform_.sampleRate > 1000000)
-            return fail("An old style voice file can not store this sample rate");
-        shortConstant_ = static_cast<unsigned>(256 - std::llround(1e6 / waveform_.sampleRate));
-        longConstant_ =
-            static_cast<unsigned>(65536 - std::llround(256e6 / (waveform_.sampleRate * channels)));
-        extended_ =
-            channels == 2 || shortConstant_ > 255 ||
-            std::lround(rateOfShortConstant(shortConstant_)) != static_cast<long>(waveform_.sampleRate);
-        shortConstant_ = std::min(shortConstant_, 255u);
-        return true;
-    }
-
-    void layOut() {
-        const std::uint64_t frameBytes = plan_.bytesPerFrame();
-        const WholeLoop loop = wholeLoop(waveform_);
-        looped_ = waveform_.looped && loop.start < loop.end;
-        std::vector<std::uint64_t> cuts{0};
-        if (looped_) {
-            loopBegin_ = loop.start * frameBytes;
-            loopEnd_ = loop.end * frameBytes;
-            cuts.push_back(loopBegin_);
-            cuts.push_back(loopEnd_);
-        }
-        cuts.push_back(plan_.dataSize);
-        const std::uint64_t most = (kLargestBlock - kNewSoundHeader) / frameBytes * frameBytes;
-        for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
-            for (std::uint64_t at = cuts[i]; at < cuts[i + 1]; at = pieces_.back().end)
-                pieces_.push_back({at, std::min(at + most, cuts[i + 1])});
-        }
-        if (pieces_.empty())
-            pieces_.push_back({0, 0});
-        comment_ = std::string_view(waveform_.text(WaveText::Comment)).substr(0, kLongestText - 1);
-        size_ = kHeaderSize + 1 + plan_.dataSize + pieces_.size() * kBlockHead +
-                (oldStyle_ ? kSoundHeader : kNewSoundHeader) + (extended_ ? kBlockHead + kExtensionSize : 0) +
-                (looped_ ? kBlockHead + 2 + kBlockHead : 0) +
-                (comment_.empty() ? 0 : kBlockHead + comment_.size() + 1);
-    }
-
-    static void blockHead(ByteWriter& to, BlockType type, std::uint64_t size) {
-        to.u32(static_cast<std::uint32_t>(type | size << 8));
-    }
-
-    void writeHeader(ByteWriter& to) const {
-        const auto version = static_cast<std::uint16_t>(oldStyle_ ? 0x10A : 0x114);
-        to.text(kSignature, kSignature.size());
-        to.u16(kHeaderSize);
-        to.u16(version);
-        to.u16(static_cast<std::uint16_t>(~version + 0x1234));
-        if (!comment_.empty()) {
-            blockHead(to, kText, comment_.size() + 1);
-            to.text(comment_, comment_.size() + 1);
-        }
-    }
-
-    void writePiece(ByteWriter& to, std::size_t index, std::span<const Byte> data) const {
-        const Piece& piece = pieces_[index];
-        const auto bytes = data.subspan(static_cast<std::size_t>(piece.begin),
-                                        static_cast<std::size_t>(piece.end - piece.begin));
-        if (looped_ && piece.begin == loopBegin_) {
-            blockHead(to, kRepeat, 2);
-            to.u16(kEndless);
-        }
-        if (index > 0)
-            blockHead(to, kMoreSound, bytes.size());
-        else if (oldStyle_)
-            writeOldHead(to, bytes.size());
-        else
-            writeNewHead(to, bytes.size());
-        to.bytes(bytes);
-        if (looped_ && piece.end == loopEnd_)
-            blockHead(to, kRepeatEnd, 0);
-    }
-
-    void writeOldHead(ByteWriter& to, std::uint64_t bytes) const {
-        if (extended_) {
-            blockHead(to, kExtension, kExtensionSize);
-            to.u16(static_cast<std::uint16_t>(longConstant_));
-            to.u8(kUnsigned8);
-            to.u8(plan_.target.channels == 2);
-        }
-        blockHead(to, kSound, kSoundHeader + bytes);
-        to.u8(static_cast<std::uint8_t>(shortConstant_));
-        to.u8(kUnsigned8);
-    }
-
-    void writeNewHead(ByteWriter& to, std::uint64_t bytes) const {
-        blockHead(to, kNewSound, kNewSoundHeader + bytes);
-        to.u32(waveform_.sampleRate);
-        to.u8(static_cast<std::uint8_t>(plan_.bytesPerSample() * 8));
-        to.u8(static_cast<std::uint8_t>(plan_.target.channels));
-        switch (plan_.target.layout.encoding) {
-            case SampleEncoding::Pcm8:
-                to.u16(kUnsigned8);
-                break;
-            case SampleEncoding::Pcm16:
-                to.u16(kSigned16);
-                break;
-            case SampleEncoding::ALaw:
-                to.u16(kALaw);
-                break;
-            default:
-                to.u16(kMuLaw);
-                break;
-        }
-        to.u32(0);
-    }
-
-    Waveform& waveform_;
-    OpenFile& file_;
-    bool oldStyle_;
-    WavePlan plan_;
-    unsigned shortConstant_ = 0, longConstant_ = 0;
-    bool extended_ = false;
-    bool looped_ = false;
-    std::uint64_t loopBegin_ = 0, loopEnd_ = 0;  // bytes of the data
-    std::vector<Piece> pieces_;
-    std::string_view comment_;
-    std::uint64_t size_ = 0;
-};
-
 }  // namespace
 
 bool readCreativeVoice(Collection& collection, OpenFile& file, std::uint32_t) {
     return readWaveform(collection, file, [](OpenFile& from, Waveform& waveform) {
         return VoiceReader(from, waveform).read();
     });
-}
-
-bool writeCreativeVoice(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = waveformToWrite(item);
-    return waveform && VoiceWriter(*waveform, file, variant == 1).write();
 }
 
 }  // namespace velor

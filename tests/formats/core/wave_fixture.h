@@ -1,4 +1,4 @@
-// What the tests of the plain waveform formats share: opening and saving by row, and asking peer programs.
+// What the tests of waveform files share: opening and saving by row, and asking peer programs.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,8 +23,9 @@ struct WaveFixture : testing::Test {
         ui.warnings.clear();
         if (!openFileAs(collection, folder / name, row, services))
             return nullptr;
-        return collection.all<Waveform>().front();
+        return opened();
     }
+    Waveform* opened() { return collection.all<Waveform>().front(); }
     Waveform* open(const Bytes& bytes, int row, const std::string& name = "take.bin") {
         rewriteFile(folder / name, bytes);
         return open(name, row);
@@ -59,7 +60,9 @@ struct WaveFixture : testing::Test {
 
     // What a peer decodes a file to; empty when it refuses. Between integers and floats libsndfile rescales,
     // so it is asked for floats where the file holds such.
-    std::vector<float> decodedBy(const std::string& peer, const std::string& name, bool isFloat = false) {
+    // `options` say to SoX what a file without a header holds.
+    std::vector<float> decodedBy(const std::string& peer, const std::string& name, bool isFloat = false,
+                                 const std::string& options = {}) {
         std::vector<float> samples;
         std::filesystem::remove(folder / "peer.raw");
         std::filesystem::remove(folder / "peer.au");
@@ -76,13 +79,34 @@ struct WaveFixture : testing::Test {
             return samples;
         }
         if (peer == "sox")
-            run("sox -D " + file(name) + " -t raw -e signed -b 32 -L " + file("peer.raw"));
+            run("sox -D " + options + " " + file(name) + " -t raw -e signed -b 32 -L " + file("peer.raw"));
         else
             run("ffmpeg -v error -y -i " + file(name) + " -f s32le " + file("peer.raw"));
         const auto bytes = readFile(folder / "peer.raw");
         for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4)
             samples.push_back(static_cast<float>(loadLe<std::int32_t>(bytes.data() + i) / 2147483648.0));
         return samples;
+    }
+
+    // Tries every prefix of a file, and the file with each of its fields in turn holding what it should not.
+    template <typename Try>
+    static void damage(const Bytes& whole, ByteOrder order, Try survive) {
+        for (std::size_t size = 1; size < whole.size(); ++size) {
+            SCOPED_TRACE(size);
+            Bytes cut = whole;
+            cut.data.resize(size);
+            survive(cut);
+        }
+        Bytes file = whole;
+        for (std::size_t at = 4; at + 4 <= file.size(); at += 2) {
+            const auto kept = loadAs<std::uint32_t>(file.data.data() + at, order);
+            for (const std::uint32_t lie : {0u, 1u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+                SCOPED_TRACE(formatText("0x%x at %zu", lie, at));
+                storeAs(file.data.data() + at, lie, order);
+                survive(file);
+            }
+            storeAs(file.data.data() + at, kept, order);
+        }
     }
 
     TemporaryFolder folder;
