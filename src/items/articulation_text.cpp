@@ -197,6 +197,16 @@ std::string codeText(double code) {
     return decimalText(std::nearbyint(code), 0, 0);
 }
 
+std::string secondsText(double value) {
+    if (std::abs(value) < 1) {
+        const std::string text = significantText(value * 1000);
+        if (text == "0" || text == "1000" || text == "-1000")
+            return codeText(value) + " s";  // what rounds to 1000 ms is 1 s
+        return text + " ms";
+    }
+    return significantText(value) + " s";
+}
+
 // The index of a code among `count` names, or -1.
 int nameIndex(double value, std::size_t count) {
     const double code = std::nearbyint(value);
@@ -476,10 +486,7 @@ std::string parameterText(std::uint16_t number, double value, const NoteNaming& 
         case Style::Hertz:
             return significantText(value) + " Hz";
         case Style::Seconds:
-            // 0.999995 s would be rounded to 1000 ms.
-            if (value == 0 || std::abs(value) >= 0.999995)
-                return significantText(value) + " s";
-            return significantText(value * 1000) + " ms";
+            return secondsText(value);
         case Style::Frames:
             return counted(codeText(value), "frame");
         case Style::Key:
