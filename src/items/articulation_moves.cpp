@@ -54,17 +54,26 @@ class UpwardMove {
     UpwardMove(const InstrumentLevels& levels, Instrument& instrument)
         : levels_(levels), instrument_(instrument), layers_(linkedItems<Layer>(instrument)) {}
 
+    // Again and again: what has gone from the layers to the instrument makes room in the layers.
     int run() {
+        int before = 0;
+        do {
+            before = moved_;
+            pass();
+        } while (moved_ != before);
+        return moved_;
+    }
+
+  private:
+    void pass() {
         for (Layer* layer : layers_) {
             if (!levels_.shared(*layer))
                 raiseToLayer(*layer);
         }
         if (!anyShared(levels_, layers_))
             raise(layers_, instrument_.articulation, [](std::uint16_t, float) { return true; });
-        return moved_;
     }
 
-  private:
     void raiseToLayer(Layer& layer) {
         const auto regions = linkedItems<Region>(layer);
         if (anyShared(levels_, regions))
@@ -118,8 +127,10 @@ void lowerToRegions(const Articulation& instrument, Layer& layer, const std::vec
     const auto entries = layer.articulation.entries();
     for (const auto& [number, unused] : entries) {
         float value = 0;
-        if (!layer.articulation.setting(number, value))
+        if (!layer.articulation.setting(number, value)) {
+            layer.articulation.unset(number);  // no number, so it never counted
             continue;
+        }
         float above = 0;
         const bool addsUp = instrument.setting(number, above) && combination(number) == Combination::Sum;
         if (addsUp && !std::all_of(regions.begin(), regions.end(), [&](const Region* region) {

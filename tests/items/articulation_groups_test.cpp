@@ -125,8 +125,8 @@ TEST(RegionParameters, RowsBoundWhatIsSet) {
         unsetRegionParameter(*region, row.number);
         EXPECT_FALSE(regionParameter(*region, row.number, value)) << row.name;
     }
-    for (const std::uint16_t number : {134, 161, 188, 192, 201, 208, 65535})
-        EXPECT_FALSE(setRegionParameter(*region, number, 1)) << number;
+    for (const int number : {134, 161, 188, 192, 201, 208, 65535})
+        EXPECT_FALSE(setRegionParameter(*region, static_cast<std::uint16_t>(number), 1)) << number;
     EXPECT_TRUE(region->articulation.empty());
 }
 

@@ -233,6 +233,7 @@ TEST_F(OneInstrument, WhatAllAgreeInMovesAsHighAsItCan) {
 TEST_F(OneInstrument, WhatWouldSoundDifferentStays) {
     Layer* layer = addLayer();
     Region* region = addRegion(*layer);
+    addRegion(*addLayer());  // sets nothing, so nothing goes up to the instrument
     const auto stays = [&](std::uint16_t number, float top, float middle, float bottom) {
         instrument->articulation.clear();
         layer->articulation.clear();
@@ -244,7 +245,8 @@ TEST_F(OneInstrument, WhatWouldSoundDifferentStays) {
         return region->articulation.get(number, 0) == bottom;
     };
     EXPECT_FALSE(stays(p::MasterVolume, 1, 2, 3));
-    EXPECT_EQ(instrument->articulation.get(p::MasterVolume, 0), 6);
+    EXPECT_EQ(layer->articulation.get(p::MasterVolume, 0), 5);
+    EXPECT_EQ(instrument->articulation.get(p::MasterVolume, 0), 1);
     EXPECT_TRUE(stays(p::MasterVolume, 1, -1, 1e-9f)) << "the sum would lose it";
     EXPECT_TRUE(stays(p::MasterVolume, 0, 60, 60)) << "no level can hold 120 dB";
     EXPECT_FALSE(stays(p::Cutoff, 1, -1, 1e-9f));
