@@ -58,6 +58,8 @@
 #include "formats/framework/probes/synth_voices.h"
 #include "formats/framework/probes/tracker.h"
 #include "formats/framework/raw_codec.h"
+#include "formats/sampler/dls_reader.h"
+#include "formats/sampler/soundfont_reader.h"
 
 namespace velor {
 
@@ -132,7 +134,7 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 59 */ {"dig", "Digilink", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 60 */ {"dig", "Sound Designer I", readSoundDesigner1, nullptr, probe::soundDesigner1, 1, 0, 0},
     /* 61 */ {"dlp", "DirectMusic Producer", readNotBuilt, nullptr, probe::dlsByExtension, 128, 0, 0},
-    /* 62 */ {"dls", "DownLoadable Sounds", readNotBuilt, nullptr, probe::dlsBank, 128, 0, 0},
+    /* 62 */ {"dls", "DownLoadable Sounds", readDls, nullptr, probe::dlsBank, 128, 0, 0},
     /* 63 */ {"dls", "DownLoadable Sounds level 1", nullptr, writeNotBuilt, nullptr, 145, 0x100005, 1},
     /* 64 */ {"dls", "DownLoadable Sounds level 2", nullptr, writeNotBuilt, nullptr, 145, 0x2100005, 2},
     /* 65 */ {"dls", "DownLoadable Sounds level 2+", nullptr, writeNotBuilt, nullptr, 145, 0x2122375, 3},
@@ -449,9 +451,9 @@ constexpr std::array<FormatEntry, kFormatRows> kRows{{
     /* 376 */ {"seq", "PlayStation music", readNotBuilt, writeNotBuilt, probe::playStationSequence, 96, 0x80000, 0},
     /* 377 */ {"sdx", "SDX compact MIDI SDS", readNotBuilt, nullptr, probeNone, 1, 0, 0},
     /* 378 */ {"sf", "IRCAM / MTU sound", readIrcam, writeIrcam, probe::ircam, 1, 0x3003F5, 0},
-    /* 379 */ {"sf2", "SoundFont v2 bank", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
+    /* 379 */ {"sf2", "SoundFont v2 bank", readSoundFont, writeNotBuilt, probe::soundFont, 145, 0x2100004, 2},
     /* 380 */ {"sf2pack", "MIDI Converter Studio", readNotBuilt, nullptr, probe::soundFontPack, 128, 0, 0},
-    /* 381 */ {"sf3", "Compressed SoundFont", readNotBuilt, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
+    /* 381 */ {"sf3", "Compressed SoundFont", readSoundFont, writeNotBuilt, probe::soundFont, 145, 0x2120000, 3},
     /* 382 */ {"sfark", "Melody Machine SF", readNotBuilt, nullptr, probe::soundFontArk, 128, 0, 0},
     /* 383 */ {"sfd", "SoundStage data", readNotBuilt, nullptr, probeGeneric, 1, 0, 0},
     /* 384 */ {"sfi", "SoundStage info", readNotBuilt, nullptr, probeNone, 1, 0, 0},

@@ -1,5 +1,6 @@
 // Joining layers of an instrument that never sound together.
-#include <bitset>
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <unordered_map>
 
@@ -11,20 +12,45 @@ namespace velor {
 
 namespace {
 
-// Which key and velocity pairs a layer answers to.
-using NoteMap = std::bitset<128 * 128>;
+// Which key and velocity pairs a layer answers to: a set of velocities, 64 to a word, for each key.
+class NoteMap {
+  public:
+    void add(MidiRange keys, MidiRange velocities) {
+        const std::uint64_t low = wordOf(velocities, 0), high = wordOf(velocities, 64);
+        for (std::size_t key = keys.low; key <= keys.high && key < 128; ++key) {
+            words_[2 * key] |= low;
+            words_[2 * key + 1] |= high;
+        }
+    }
+    bool meets(const NoteMap& other) const {
+        for (std::size_t i = 0; i < words_.size(); ++i) {
+            if (words_[i] & other.words_[i])
+                return true;
+        }
+        return false;
+    }
+    void add(const NoteMap& other) {
+        for (std::size_t i = 0; i < words_.size(); ++i)
+            words_[i] |= other.words_[i];
+    }
+
+  private:
+    // The velocities `first` … `first` + 63 that the range holds.
+    static std::uint64_t wordOf(MidiRange range, int first) {
+        const int low = std::max<int>(range.low - first, 0), high = std::min<int>(range.high - first, 63);
+        if (low > high)
+            return 0;
+        return (~std::uint64_t{0} >> (63 - (high - low))) << low;
+    }
+
+    std::array<std::uint64_t, 256> words_{};
+};
 
 NoteMap notesOf(const Layer& layer) {
     NoteMap notes;
     for (const ItemId id : layer.links) {
-        const auto* region = layer.owner().find<Region>(id);
-        if (!region)
-            continue;
-        for (int key = region->keys.low; key <= region->keys.high && key < 128; ++key) {
-            for (int velocity = region->velocities.low; velocity <= region->velocities.high && velocity < 128;
-                 ++velocity)
-                notes.set(static_cast<std::size_t>(key * 128 + velocity));
-        }
+        if (const auto* region = layer.owner().find<Region>(id))
+            notes.add(region->keys, region->velocities);
     }
     return notes;
 }
@@ -46,8 +72,8 @@ int joinLayers(Collection& collection, const InstrumentLevels& levels, Instrumen
         auto candidate = std::make_unique<Target>(Target{layer, notesOf(*layer)});
         Target* into = nullptr;
         for (const auto& target : targets) {
-            if (soundsAlike(&instrument.articulation, target->layer->articulation, layer->articulation) &&
-                (target->notes & candidate->notes).none()) {
+            if (!target->notes.meets(candidate->notes) &&
+                soundsAlike(&instrument.articulation, target->layer->articulation, layer->articulation)) {
                 into = target.get();
                 break;
             }
@@ -59,7 +85,7 @@ int joinLayers(Collection& collection, const InstrumentLevels& levels, Instrumen
         for (const ItemId region : layer->links)
             into->layer->links.add(region);
         layer->links.clear();
-        into->notes |= candidate->notes;
+        into->notes.add(candidate->notes);
         gone.push_back(id);
     }
     for (const ItemId id : gone)

@@ -7,6 +7,7 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/fix_ups.h"
+#include "formats/framework/stereo_pair_source.h"
 #include "items/instrument_levels.h"
 #include "items/region_parameters.h"
 
@@ -164,6 +165,21 @@ bool formPair(const Waveform& left, const Waveform& right) {
            left.loopUntilRelease == right.loopUntilRelease;
 }
 
+// Loads both halves and interleaves them in the left one; the right one stays as it is.
+bool joinSamples(Waveform& left, Waveform& right) {
+    if (!left.loadSamples() || !right.loadSamples())
+        return false;
+    SampleBufferRef stereo(SampleBuffer::create(left.frames, 2, static_cast<float>(left.sampleRate)));
+    if (!stereo || right.samples().size() != left.samples().size())
+        return false;
+    for (std::size_t i = 0; i < left.frames; ++i) {
+        stereo->data()[2 * i] = left.samples()[i];
+        stereo->data()[2 * i + 1] = right.samples()[i];
+    }
+    left.installBuffer(std::move(stereo));
+    return true;
+}
+
 const Instrument* instrumentOf(const InstrumentLevels& levels, const Region& region) {
     const auto& layers = levels.holders(region);
     if (layers.empty() || levels.holders(*layers.front()).empty())
@@ -257,16 +273,12 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
         }
         if (partners.size() != leftUsers.size() || !rightUsers.empty())
             continue;  // one half also sounds without the other
-        if (!left->loadSamples() || !right->loadSamples())
+        if (auto pair = stereoPairSource(*left, *right)) {
+            left->channels = 2;
+            left->setSource(std::move(pair));
+        } else if (!joinSamples(*left, *right)) {
             continue;
-        SampleBufferRef stereo(SampleBuffer::create(left->frames, 2, static_cast<float>(left->sampleRate)));
-        if (!stereo || right->samples().size() != left->samples().size())
-            continue;
-        for (std::size_t i = 0; i < left->frames; ++i) {
-            stereo->data()[2 * i] = left->samples()[i];
-            stereo->data()[2 * i + 1] = right->samples()[i];
         }
-        left->installBuffer(std::move(stereo));
         left->setName(shownNames[left->id()]);
         for (std::size_t i = 0; i < leftUsers.size(); ++i) {
             panTo(levelsAbove(levels, *leftUsers[i]), *leftUsers[i], kMiddle);
