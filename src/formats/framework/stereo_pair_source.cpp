@@ -32,7 +32,6 @@ class PairStream final : public FrameStream {
         }
         return true;
     }
-    bool skip(std::uint64_t frames) override { return left_->skip(frames) && right_->skip(frames); }
 
   private:
     std::unique_ptr<FrameStream> left_;

@@ -45,10 +45,6 @@ class SplitStream final : public FrameStream {
     bool read(std::uint32_t count, float* to) override {
         return points_.decode(std::exchange(next_, next_ + count), count, to);
     }
-    bool skip(std::uint64_t frames) override {
-        next_ += frames;
-        return true;
-    }
 
   private:
     SplitPoints points_;

@@ -373,7 +373,7 @@ TEST_F(SoundFont, SamplesOf24BitsAreExact) {
     EXPECT_EQ(waveform.format, SampleFormat::Pcm24);
     const auto stream = waveform.source()->openStream(waveform);
     std::vector<float> streamed(60);
-    ASSERT_TRUE(stream->skip(40) && stream->read(60, streamed.data()));
+    ASSERT_TRUE(stream->read(40, streamed.data()) && stream->read(60, streamed.data()));
     ASSERT_TRUE(waveform.loadSamples());
     for (std::size_t i = 0; i < 100; ++i)
         ASSERT_EQ(waveform.samples()[i], expected(20 + i));
@@ -404,9 +404,9 @@ TEST_F(SoundFont, StereoHalvesJoinOnlyWhenTheyLieAtTheSides) {
         Waveform& stereo = *collection.all<Waveform>().front();
         EXPECT_EQ(stereo.channels, 2);
         EXPECT_FALSE(stereo.samplesLoaded());  // joining decodes nothing
-        std::vector<float> streamed(20);
+        std::vector<float> streamed(180);
         const auto stream = stereo.source()->openStream(stereo);
-        ASSERT_TRUE(stream->skip(90) && stream->read(10, streamed.data()));
+        ASSERT_TRUE(stream->read(90, streamed.data()) && stream->read(10, streamed.data()));
         ASSERT_TRUE(stereo.loadSamples());
         for (std::size_t i = 0; i < 100; ++i) {
             ASSERT_EQ(stereo.samples()[2 * i] * 32768, static_cast<float>(i));
