@@ -8,6 +8,10 @@ namespace velor {
 
 namespace {
 
+// The numbers behind the table that records hold too; see region_parameters.h.
+constexpr std::uint16_t kFirstTrigger = 189;
+constexpr std::uint16_t kLastTrigger = 191;
+
 auto position(const std::vector<Articulation::Entry>& values, std::uint16_t parameter) {
     return std::lower_bound(values.begin(), values.end(), parameter,
                             [](const auto& entry, std::uint16_t number) { return entry.first < number; });
@@ -39,8 +43,23 @@ void Articulation::unset(std::uint16_t parameter) {
         values_.erase(at);
 }
 
+bool Articulation::setting(std::uint16_t parameter, float& value) const {
+    const auto at = position(values_, parameter);
+    if (at == values_.end() || at->first != parameter || !std::isfinite(at->second))
+        return false;
+    value = at->second;
+    return true;
+}
+
+bool Articulation::holds(std::uint16_t parameter) {
+    if (const ArticulationParameter* row = articulationParameter(parameter))
+        return row->kind != ParameterKind::Separator;
+    return parameter >= kFirstTrigger && parameter <= kLastTrigger;
+}
+
 void Articulation::fixUp() {
-    std::erase_if(values_, [](const Entry& entry) { return !std::isfinite(entry.second); });
+    std::erase_if(values_,
+                  [](const Entry& entry) { return !holds(entry.first) || !std::isfinite(entry.second); });
 }
 
 void Articulation::serialize(ByteWriter& to) const {
@@ -78,13 +97,29 @@ ArticulationValues resolveArticulation(const Articulation* instrument, const Art
                 values[number] = value;
         }
     }
-    for (std::uint16_t number = 0; number < kArticulationParameters; ++number) {
-        const ArticulationParameter& row = *articulationParameter(number);
-        // The release mode is a set of bits; its range names one of them.
-        if (row.kind != ParameterKind::ReleaseMode && row.kind != ParameterKind::Separator)
-            values[number] = std::clamp(values[number], row.minimum, row.maximum);
-    }
+    for (std::uint16_t number = 0; number < kArticulationParameters; ++number)
+        values[number] = limitedToRange(number, values[number]);
     return values;
+}
+
+bool soundsAlike(const Articulation* above, const Articulation& a, const Articulation& b) {
+    if (a == b)
+        return true;
+    const auto effective = [above](const Articulation& record, std::uint16_t number) {
+        float value = 0;
+        if (record.setting(number, value) || combination(number) == Combination::Sum)
+            return value;
+        if (above && above->setting(number, value))
+            return value;
+        return number < kArticulationParameters ? defaultArticulation()[number] : 0.0f;
+    };
+    for (const Articulation* record : {&a, &b}) {
+        for (const auto& [number, value] : record->entries()) {
+            if (Articulation::holds(number) && effective(a, number) != effective(b, number))
+                return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace velor

@@ -25,7 +25,15 @@ class Articulation {
     void clear() { values_.clear(); }
     const std::vector<Entry>& entries() const { return values_; }
 
-    // Brings a record from a file into order: parameters that are not numbers are dropped.
+    // True and `value` when the parameter is set at this level to a finite number; others count as not set.
+    bool setting(std::uint16_t parameter, float& value) const;
+
+    // True for the numbers that records hold: those of the table without its separators, and the trigger
+    // settings 189 to 191. What a region uses instead of its waveform's values (202 to 207) is kept
+    // elsewhere.
+    static bool holds(std::uint16_t parameter);
+    // Brings a record from a file into order: values that are not finite are dropped, and numbers that
+    // records do not hold.
     void fixUp();
 
     std::size_t serializedSize() const { return 4 + values_.size() * 6; }
@@ -42,5 +50,9 @@ class Articulation {
 // set. A level that does not exist is nullptr. Numbers above the table are ignored.
 ArticulationValues resolveArticulation(const Articulation* instrument, const Articulation* layer,
                                        const Articulation* region);
+
+// True when it makes no difference to any region which of two records stands between `above` (nullptr for
+// none) and the region; trigger settings count too.
+bool soundsAlike(const Articulation* above, const Articulation& a, const Articulation& b);
 
 }  // namespace velor

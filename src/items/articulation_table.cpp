@@ -1,5 +1,6 @@
 #include "items/articulation_table.h"
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 
@@ -186,7 +187,17 @@ const ArticulationParameter* articulationParameter(std::uint16_t number) {
     return number < kArticulationParameters ? &table().rows[number] : nullptr;
 }
 
-const ArticulationValues& defaultArticulation() { return table().defaults; }
+const ArticulationValues& defaultArticulation() {
+    return table().defaults;
+}
+
+float limitedToRange(std::uint16_t number, float value) {
+    const ArticulationParameter* row = articulationParameter(number);
+    // The range of a release mode names one of its bits.
+    if (!row || row->kind == ReleaseMode || row->kind == Separator)
+        return value;
+    return std::clamp(value, row->minimum, row->maximum);
+}
 
 Combination combination(std::uint16_t number) {
     const ArticulationParameter* row = articulationParameter(number);

@@ -53,6 +53,10 @@ const ArticulationParameter* articulationParameter(std::uint16_t number);
 using ArticulationValues = std::array<float, kArticulationParameters>;
 const ArticulationValues& defaultArticulation();
 
+// A value brought into the parameter's range. Release modes are sets of bits and stay as they are, like
+// values of numbers above 188.
+float limitedToRange(std::uint16_t number, float value);
+
 // How the levels of an instrument combine. The values of instrument, layer and region are added when the
 // parameter is an adjustment or a modulation depth whose neutral value is 0 (kinds Amount and Fraction,
 // flags 0, default 0: tuning, volume, pan, every routing that is off by default). Everything else (filter,

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "items/instrument.h"
 
@@ -34,6 +35,20 @@ struct RegionTrigger {
     static constexpr int kFirstGroup = 2;  // round-robin group 0
     static constexpr int kLastGroup = 17;
 };
+
+// What a region parameter is called, its unit ("cents", "frames", "code" for choices, keys and classes) and
+// what it may be.
+struct RegionParameterRow {
+    std::uint16_t number;
+    const char* name;
+    const char* unit;
+    double minimum;
+    double maximum;
+};
+// The rows in number order, nine of them.
+std::span<const RegionParameterRow> regionParameterRows();
+// The row of a region parameter, nullptr for numbers that have none.
+const RegionParameterRow* regionParameterRow(std::uint16_t number);
 
 // One of the numbers 189 to 191 as a region plays it; whole, not negative, at most 127.
 int regionSetting(const Instrument* instrument, const Layer* layer, const Region& region,

@@ -21,6 +21,7 @@ int runInfo(const Arguments& arguments) {
     ui.setSilent(true);  // warnings are a part of what info shows
     const bool json = arguments.has("json");
     const bool tree = arguments.has("tree");
+    const bool settings = arguments.has("verbose");
     Output output;
     JsonListDocument document("files");
     bool allRead = true;
@@ -45,7 +46,7 @@ int runInfo(const Arguments& arguments) {
         if (json)
             document.add(infoObject(report, ok ? &collection : nullptr, choices.naming));
         else
-            output.add(infoText(report, ok ? &collection : nullptr, choices.naming, tree));
+            output.add(infoText(report, ok ? &collection : nullptr, choices.naming, tree, settings));
     }
     if (json)
         output.add(document.text());

@@ -6,16 +6,20 @@
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/format_table.h"
+#include "items/articulation_text.h"
 #include "items/midi_timeline.h"
+#include "items/region_parameters.h"
 
 namespace velor::cli {
 
 namespace {
 
+constexpr std::size_t kLineWidth = 110;  // of the settings of a level
+
 class TextTree {
   public:
-    TextTree(const Collection& collection, const NoteNaming& naming, bool tree)
-        : collection_(collection), naming_(naming), tree_(tree) {}
+    TextTree(const Collection& collection, const NoteNaming& naming, bool tree, bool settings)
+        : collection_(collection), naming_(naming), tree_(tree), settings_(settings) {}
 
     std::string text() {
         addAll<Instrument>();
@@ -49,6 +53,35 @@ class TextTree {
             return;
         text_.append(static_cast<std::size_t>(depth) * 2, ' ');
         text_ += line + '\n';
+    }
+
+    // What a level sets, with units, in as few lines as they take.
+    void addSettings(const Articulation& articulation, int depth, const Region* region = nullptr) {
+        if (!settings_)
+            return;
+        std::vector<std::string> settings;
+        for (const auto& [number, value] : articulation.entries())
+            addSetting(settings, number, static_cast<double>(value));
+        for (const RegionParameterRow& row : regionParameterRows()) {
+            double value = 0;
+            if (region && !Articulation::holds(row.number) && regionParameter(*region, row.number, value))
+                addSetting(settings, row.number, value);
+        }
+        std::string line = settings.empty() ? "" : "sets ";
+        const std::size_t room = kLineWidth - 2 * static_cast<std::size_t>(depth);
+        for (std::size_t i = 0; i < settings.size(); ++i) {
+            std::string setting = settings[i] + (i + 1 < settings.size() ? ", " : "");
+            if (line.size() + setting.size() > room && line.find_first_not_of(' ') != std::string::npos) {
+                addDetail(line.substr(0, line.find_last_not_of(' ') + 1), depth);
+                line.assign(5, ' ');  // below what follows "sets "
+            }
+            line += setting;
+        }
+        addDetail(line, depth);
+    }
+
+    void addSetting(std::vector<std::string>& settings, std::uint16_t number, double value) const {
+        settings.push_back(uniqueParameterName(number) + ' ' + parameterText(number, value, naming_));
     }
 
     void addTexts(std::initializer_list<std::pair<const char*, const std::string*>> texts) {
@@ -91,11 +124,13 @@ class TextTree {
     void addDetails(const Instrument& instrument) {
         if (!tree_)
             return;
+        addSettings(instrument.articulation, 2);
         for (const ItemId layerId : instrument.links) {
             const Layer* layer = collection_.find<Layer>(layerId);
             if (!layer)
                 continue;
             addLine(*layer, 2);
+            addSettings(layer->articulation, 3);
             for (const ItemId regionId : layer->links) {
                 const Region* region = collection_.find<Region>(regionId);
                 if (!region)
@@ -103,6 +138,7 @@ class TextTree {
                 addLine(*region, 3);
                 if (const Waveform* wave = region->waveform())
                     addDetail("plays " + displayText(wave->name()), 4);
+                addSettings(region->articulation, 4, region);
             }
         }
     }
@@ -160,6 +196,7 @@ class TextTree {
     const Collection& collection_;
     const NoteNaming& naming_;
     bool tree_;
+    bool settings_;
     std::string text_;
 };
 
@@ -175,11 +212,11 @@ std::string typeText(const FileReport& report) {
 }
 
 std::string infoText(const FileReport& report, const Collection* collection, const NoteNaming& naming,
-                     bool tree) {
+                     bool tree, bool settings) {
     std::string text = displayText(report.path) + ": " + typeText(report) + '\n';
     if (!collection)
         return text;
-    text += TextTree(*collection, naming, tree).text();
+    text += TextTree(*collection, naming, tree, settings).text();
     for (const std::string& warning : report.warnings)
         text += "  " + labelledWarning(displayText(warning)) + '\n';
     return text;

@@ -9,9 +9,9 @@
 namespace velor::cli {
 
 // Lines with line ends. `collection` is nullptr when the file could not be read; `tree` adds layers and
-// regions.
+// regions, `settings` besides it what each level of an instrument sets.
 std::string infoText(const FileReport& report, const Collection* collection, const NoteNaming& naming,
-                     bool tree);
+                     bool tree, bool settings = false);
 
 // "Microsoft wave (100 %)", "Unknown file type".
 std::string typeText(const FileReport& report);

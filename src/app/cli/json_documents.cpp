@@ -10,6 +10,7 @@
 #include "app/cli/file_report.h"
 #include "base/error.h"
 #include "base/text.h"
+#include "items/articulation_text.h"
 #include "items/collection.h"
 
 namespace velor::cli {
@@ -47,11 +48,17 @@ Json position(double value) {
     return std::isfinite(value) ? Json(value) : Json(nullptr);
 }
 
-Json articulationOf(const Articulation& articulation) {
-    Json json = Json::object();
-    for (const auto& [parameter, value] : articulation.entries())
-        json[formatText("%u", static_cast<unsigned>(parameter))] = number(value);
-    return json;
+// What is set, as plain numbers by name, and the units of these numbers by the same names.
+void addArticulation(Json& json, const Articulation& articulation) {
+    Json values = Json::object();
+    Json units = Json::object();
+    for (const auto& [parameter, value] : articulation.entries()) {
+        const std::string name = uniqueParameterName(parameter);
+        values[name] = number(value);
+        units[name] = parameterUnit(parameter);
+    }
+    json["articulation"] = std::move(values);
+    json["articulationUnits"] = std::move(units);
 }
 
 void addWaveform(Json& json, const Waveform& wave) {
@@ -96,7 +103,7 @@ void addRegion(Json& json, const Region& region) {
     json["overrides"] = std::move(overrides);
     const ItemId wave = region.links.firstOf(ItemKind::Waveform);
     json["waveform"] = wave ? Json(hexId(wave)) : Json(nullptr);
-    json["articulation"] = articulationOf(region.articulation);
+    addArticulation(json, region.articulation);
 }
 
 Json itemObject(const Item& item, const NoteNaming& naming) {
@@ -117,7 +124,7 @@ Json itemObject(const Item& item, const NoteNaming& naming) {
             addRegion(json, static_cast<const Region&>(item));
             break;
         case ItemKind::Layer:
-            json["articulation"] = articulationOf(static_cast<const Layer&>(item).articulation);
+            addArticulation(json, static_cast<const Layer&>(item).articulation);
             break;
         case ItemKind::Instrument: {
             const auto& instrument = static_cast<const Instrument&>(item);
@@ -125,7 +132,7 @@ Json itemObject(const Item& item, const NoteNaming& naming) {
                              {"bankLsb", instrument.patch.bankLsb()},
                              {"bankMsb", instrument.patch.bankMsb()},
                              {"drum", instrument.patch.drum()}};
-            json["articulation"] = articulationOf(instrument.articulation);
+            addArticulation(json, instrument.articulation);
             break;
         }
         case ItemKind::MidiSong: {

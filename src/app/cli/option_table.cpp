@@ -111,7 +111,11 @@ constexpr OptionSpec kRender[] = {
 };
 
 constexpr OptionSpec kInfo[] = {
-    {"tree", 't', nullptr, "Show layers and regions too."}, kFrom, kSource, kLoad, kJson};
+    {"tree", 't', nullptr, "Show layers and regions too; with -v also what each of them sets."},
+    kFrom,
+    kSource,
+    kLoad,
+    kJson};
 
 constexpr OptionSpec kIdentify[] = {{"explain", 0, nullptr, "Show every type that fits, best first."}, kJson};
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/user_interface.h"
+#include "items/articulation_moves.h"  // two more of these operations
 #include "items/collection.h"
 
 namespace velor {
@@ -23,22 +24,19 @@ std::string removeDuplicateWaveforms(Collection& collection, UserInterface& ui);
 std::string removeUnusedWaveforms(Collection& collection);
 
 // Splits stereo waveforms into "name L" and "name R"; each region that played one plays the left half, and a
-// copy of it in the same layer the right half. "Done: Split %d stereo waveform%s into %d mono waveforms";
-// empty when there was none. Waveforms whose samples cannot be read stay.
+// copy of it in the same layers the right half, each on its own side and as loud as the region's pan position
+// had it. "Done: Split %d stereo waveform%s into %d mono waveforms"; empty when there was none. Waveforms
+// whose samples cannot be read stay.
 std::string splitStereoWaveforms(Collection& collection, UserInterface& ui);
 // Merges mono waveforms whose names differ only by a left/right ending and that agree in frames, rate, root
-// key, tuning and loop. "Done: Merged %d mono waveforms into %d stereo waveform%s"; empty when there was
-// none.
+// key, tuning and loop, when the regions that play them differ in nothing but the side. "Done: Merged %d mono
+// waveforms into %d stereo waveform%s"; empty when there was none.
 std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui);
 
-// Joins layers of one instrument that never answer to the same key and velocity and whose articulation
-// agrees. "Merged %d layer%s."; empty when there was none.
+// Joins layers of one instrument that never answer to the same key and velocity and between whose
+// articulation there is no difference to hear. Layers that are linked to more than once stay. "Merged %d
+// layer%s."; empty when there was none.
 std::string compactLayers(Collection& collection, Instrument& instrument);
 std::string compactAllLayers(Collection& collection);
-
-// Move articulation settings and region trigger settings between the levels of instruments. Both change
-// nothing in this build.
-void moveArticulation(Collection& collection);
-void moveTriggerParameters(Collection& collection, Layer& layer);
 
 }  // namespace velor

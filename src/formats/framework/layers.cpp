@@ -6,6 +6,7 @@
 
 #include "base/error.h"
 #include "formats/framework/fix_ups.h"
+#include "items/instrument_levels.h"
 
 namespace velor {
 
@@ -54,9 +55,8 @@ NoteMap notesOf(const Layer& layer) {
     return notes;
 }
 
-}  // namespace
-
-std::string compactLayers(Collection& collection, Instrument& instrument) {
+// Returns how many layers were joined to others.
+int joinLayers(Collection& collection, const InstrumentLevels& levels, Instrument& instrument) {
     struct Target {
         Layer* layer;
         NoteMap notes;
@@ -65,13 +65,15 @@ std::string compactLayers(Collection& collection, Instrument& instrument) {
     std::vector<ItemId> gone;
     for (const ItemId id : instrument.links) {
         auto* layer = collection.find<Layer>(id);
-        if (!layer)
+        // Another instrument that holds the layer too would lose or gain its regions; linked twice, it sounds
+        // twice.
+        if (!layer || levels.shared(*layer))
             continue;
         auto candidate = std::make_unique<Target>(Target{layer, notesOf(*layer)});
         Target* into = nullptr;
         for (const auto& target : targets) {
-            if (target->layer->articulation == layer->articulation &&
-                !target->notes.meets(candidate->notes)) {
+            if (!target->notes.meets(candidate->notes) &&
+                soundsAlike(&instrument.articulation, target->layer->articulation, layer->articulation)) {
                 into = target.get();
                 break;
             }
@@ -86,27 +88,31 @@ std::string compactLayers(Collection& collection, Instrument& instrument) {
         into->notes.add(candidate->notes);
         gone.push_back(id);
     }
-    if (gone.empty())
-        return {};
     for (const ItemId id : gone)
         instrument.links.remove(id);
-    collection.removeAll(ItemKind::Layer, gone);
-    return formatText("Merged %d layer%s.", static_cast<int>(gone.size()), pluralSuffix(gone.size()));
+    if (!gone.empty())
+        collection.removeAll(ItemKind::Layer, gone);
+    return static_cast<int>(gone.size());
+}
+
+std::string mergedText(int merged) {
+    return merged == 0 ? std::string()
+                       : formatText("Merged %d layer%s.", merged,
+                                    pluralSuffix(static_cast<unsigned long long>(merged)));
+}
+
+}  // namespace
+
+std::string compactLayers(Collection& collection, Instrument& instrument) {
+    return mergedText(joinLayers(collection, InstrumentLevels(collection), instrument));
 }
 
 std::string compactAllLayers(Collection& collection) {
-    std::uint32_t merged = 0;
-    for (Instrument* instrument : collection.all<Instrument>()) {
-        const std::uint32_t before = instrument->links.count();
-        compactLayers(collection, *instrument);
-        merged += before - instrument->links.count();
-    }
-    return merged == 0 ? std::string()
-                       : formatText("Merged %d layer%s.", static_cast<int>(merged), pluralSuffix(merged));
+    const InstrumentLevels levels(collection);
+    int merged = 0;
+    for (Instrument* instrument : collection.all<Instrument>())
+        merged += joinLayers(collection, levels, *instrument);
+    return mergedText(merged);
 }
-
-// Articulation parameters are not moved between levels yet.
-void moveArticulation(Collection&) {}
-void moveTriggerParameters(Collection&, Layer&) {}
 
 }  // namespace velor

@@ -162,10 +162,8 @@ bool fixUpCollection(Collection& collection, std::uint8_t kinds, bool applyLoadO
         }
         if (load.autoMoveArticulation)
             moveArticulation(collection);
-        if (load.autoMoveTriggerParams) {
-            for (Layer* layer : collection.all<Layer>())
-                moveTriggerParameters(collection, *layer);
-        }
+        if (load.autoMoveTriggerParams)
+            moveTriggerParameters(collection);
         if (load.autoSplitStereo)
             reportIf(splitStereoWaveforms(collection, ui));
         if (load.autoMergeStereo && !(rowFlags(collection.formatRow).flags & format_flags::kStereo))

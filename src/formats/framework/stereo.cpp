@@ -1,31 +1,77 @@
 // Splitting stereo waveforms into two mono ones, and joining mono pairs.
 #include <algorithm>
+#include <cmath>
+#include <numbers>
 #include <unordered_map>
 
 #include "base/error.h"
 #include "base/text.h"
 #include "formats/framework/fix_ups.h"
 #include "formats/framework/stereo_pair_source.h"
+#include "items/instrument_levels.h"
+#include "items/region_parameters.h"
 
 namespace velor {
 
 namespace {
 
-constexpr std::uint16_t kPanPosition = 51;  // articulation parameter: -1 left … +1 right
+using parameter::MasterVolume;
+using parameter::PanPosition;  // -1 left … +1 right
 
-// Region → the layer that holds it.
-std::unordered_map<ItemId, Layer*> layersByRegion(const Collection& collection) {
-    std::unordered_map<ItemId, Layer*> holders;
-    for (Layer* layer : collection.all<Layer>()) {
-        for (const ItemId id : layer->links)
-            holders.emplace(id, layer);
-    }
-    return holders;
+constexpr float kLeft = -1, kMiddle = 0, kRight = 1;
+
+// The levels above a region. Of a region that sounds at several places it is the first.
+struct Above {
+    const Articulation* instrument = nullptr;
+    const Articulation* layer = nullptr;
+};
+
+Above levelsAbove(const InstrumentLevels& levels, const Region& region) {
+    const auto& layers = levels.holders(region);
+    if (layers.empty())
+        return {};
+    const auto& instruments = levels.holders(*layers.front());
+    return {instruments.empty() ? nullptr : &instruments.front()->articulation,
+            &layers.front()->articulation};
 }
 
-void pan(Region& region, float position) {
-    const float own = region.articulation.get(kPanPosition, 0);
-    region.articulation.set(kPanPosition, std::clamp(own + position, -1.0f, 1.0f));
+ArticulationValues played(const Above& above, const Region& region) {
+    return resolveArticulation(above.instrument, above.layer, &region.articulation);
+}
+
+// Makes a region play at a pan position whatever its layer and its instrument add.
+void panTo(const Above& above, Region& region, float position) {
+    float added = 0;
+    for (const Articulation* level : {above.instrument, above.layer}) {
+        float value = 0;
+        if (level && level->setting(PanPosition, value))
+            added += value;
+    }
+    if (position == added)
+        region.articulation.unset(PanPosition);
+    else
+        region.articulation.set(PanPosition, position - added);
+}
+
+// How much softer than its loudest, in dB, one side of a stereo waveform plays at a pan position: the nearer
+// side as it is, the farther one along the constant-power curve.
+float balanceLevel(float pan, bool right) {
+    const double angle = (static_cast<double>(pan) + 1) * std::numbers::pi / 4;
+    const double gain = std::numbers::sqrt2 * (right ? std::sin(angle) : std::cos(angle));
+    if (gain > 1 - 1e-6)
+        return 0;
+    const float silent = articulationParameter(MasterVolume)->minimum;
+    return gain > 1e-6 ? std::max(static_cast<float>(20 * std::log10(gain)), silent) : silent;
+}
+
+// Turns a region of a stereo waveform into one of its halves.
+void takeSide(const Above& above, Region& region, float pan, bool right) {
+    panTo(above, region, right ? kRight : kLeft);
+    if (const float level = balanceLevel(pan, right); level != 0) {
+        float own = 0;
+        region.articulation.setting(MasterVolume, own);
+        region.articulation.set(MasterVolume, own + level);
+    }
 }
 
 SampleBufferRef takeChannel(const Waveform& stereo, std::size_t channel) {
@@ -46,7 +92,7 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui) {
         if (Waveform* waveform = region->waveform())
             users[waveform->id()].push_back(region);
     }
-    const auto layers = layersByRegion(collection);
+    const InstrumentLevels levels(collection);
     int split = 0;
     for (Waveform* left : collection.all<Waveform>()) {
         if (left->channels != 2 || ui.aborted() || !left->loadSamples())
@@ -68,10 +114,12 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui) {
             other->articulation = region->articulation;
             other->links = region->links;
             other->links.replace(left->id(), right->id());
-            pan(*region, -1);
-            pan(*other, 1);
-            if (const auto holder = layers.find(region->id()); holder != layers.end())
-                holder->second->links.add(other->id());
+            const Above above = levelsAbove(levels, *region);
+            const float pan = played(above, *region)[PanPosition];
+            takeSide(above, *region, pan, false);
+            takeSide(above, *other, pan, true);
+            for (Layer* layer : levels.holders(*region))
+                layer->links.add(other->id());
         }
         ++split;
     }
@@ -132,18 +180,47 @@ bool joinSamples(Waveform& left, Waveform& right) {
     return true;
 }
 
-// True when the two regions differ in nothing but the side they play and are panned to. Anything between the
-// middle and the far sides is a place of its own, which a stereo waveform could not keep.
-bool mirror(const Region& left, const Region& right) {
-    Articulation a = left.articulation;
-    Articulation b = right.articulation;
-    const float leftPan = a.get(kPanPosition, 0), rightPan = b.get(kPanPosition, 0);
-    if ((leftPan != 0 || rightPan != 0) && (leftPan != -1 || rightPan != 1))
+const Instrument* instrumentOf(const InstrumentLevels& levels, const Region& region) {
+    const auto& layers = levels.holders(region);
+    if (layers.empty() || levels.holders(*layers.front()).empty())
+        return nullptr;
+    return levels.holders(*layers.front()).front();
+}
+
+// True when wherever one of the regions sounds the other does too: in the same layers, or in two layers that
+// nothing but their one instrument holds.
+bool soundTogether(const InstrumentLevels& levels, const Region& left, const Region& right) {
+    const auto& leftLayers = levels.holders(left);
+    const auto& rightLayers = levels.holders(right);
+    if (leftLayers == rightLayers)
+        return true;
+    return leftLayers.size() == 1 && rightLayers.size() == 1 && !levels.shared(*leftLayers[0]) &&
+           !levels.shared(*rightLayers[0]) && instrumentOf(levels, left) == instrumentOf(levels, right);
+}
+
+// The trigger settings that a region plays with.
+std::array<int, 3> triggersOf(const InstrumentLevels& levels, const Region& region) {
+    const auto& layers = levels.holders(region);
+    const Layer* layer = layers.empty() ? nullptr : layers.front();
+    const Instrument* instrument = instrumentOf(levels, region);
+    return {regionSetting(instrument, layer, region, parameter::Trigger),
+            regionSetting(instrument, layer, region, parameter::PedalCondition),
+            regionSetting(instrument, layer, region, parameter::ExclusiveClass)};
+}
+
+// True when the two regions differ in nothing but the side they play and are panned to, whatever level of
+// their instrument says so. Anything between the middle and the far sides is a place of its own, which a
+// stereo waveform could not keep.
+bool mirror(const InstrumentLevels& levels, const Region& left, const Region& right) {
+    if (left.keys != right.keys || left.velocities != right.velocities || left.overrides != right.overrides ||
+        !soundTogether(levels, left, right) || triggersOf(levels, left) != triggersOf(levels, right))
         return false;
-    a.unset(kPanPosition);
-    b.unset(kPanPosition);
-    return left.keys == right.keys && left.velocities == right.velocities &&
-           left.overrides == right.overrides && a == b;
+    ArticulationValues a = played(levelsAbove(levels, left), left);
+    ArticulationValues b = played(levelsAbove(levels, right), right);
+    const float leftPan = a[PanPosition], rightPan = b[PanPosition];
+    a[PanPosition] = b[PanPosition] = 0;
+    return a == b &&
+           ((leftPan == kMiddle && rightPan == kMiddle) || (leftPan == kLeft && rightPan == kRight));
 }
 
 }  // namespace
@@ -170,7 +247,7 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
         if (Waveform* waveform = region->waveform())
             users[waveform->id()].push_back(region);
     }
-    const auto layers = layersByRegion(collection);
+    const InstrumentLevels levels(collection);
 
     std::vector<ItemId> goneWaveforms, goneRegions;
     int merged = 0;
@@ -186,8 +263,9 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
         auto rightUsers = users[right->id()];
         std::vector<Region*> partners;
         for (Region* region : leftUsers) {
-            const auto match = std::find_if(rightUsers.begin(), rightUsers.end(),
-                                            [&](const Region* other) { return mirror(*region, *other); });
+            const auto match = std::find_if(rightUsers.begin(), rightUsers.end(), [&](const Region* other) {
+                return mirror(levels, *region, *other);
+            });
             if (match == rightUsers.end())
                 break;
             partners.push_back(*match);
@@ -203,10 +281,10 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
         }
         left->setName(shownNames[left->id()]);
         for (std::size_t i = 0; i < leftUsers.size(); ++i) {
-            leftUsers[i]->articulation.unset(kPanPosition);
+            panTo(levelsAbove(levels, *leftUsers[i]), *leftUsers[i], kMiddle);
             goneRegions.push_back(partners[i]->id());
-            if (const auto holder = layers.find(partners[i]->id()); holder != layers.end())
-                holder->second->links.remove(partners[i]->id());
+            for (Layer* layer : levels.holders(*partners[i]))
+                layer->links.remove(partners[i]->id());
         }
         goneWaveforms.push_back(right->id());
         ++merged;
