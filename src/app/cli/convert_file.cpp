@@ -45,10 +45,17 @@ ConvertTarget describeTarget(const fs::path& path, Item& item, int row, const Sa
     target.path = utf8FromPath(path);
     target.item = item.name();
     target.row = row;
-    outputEncoding(row, item, target.encoding, save.quality);
+    if (item.kind() == ItemKind::MidiSong && !(rowFlags(row).flags & encodingBit(SampleEncoding::Midi))) {
+        // It will be rendered: two channels of 24 bits.
+        target.encoding = encodingName(
+            chooseEncoding(rowFlags(row).flags & format_flags::kEncodings, SampleEncoding::Pcm24, 24));
+        target.channels = save.channels != 0 ? save.channels : outputChannels(rowFlags(row).flags, 2);
+    } else {
+        outputEncoding(row, item, target.encoding, save.quality);
+        target.channels = save.channels != 0 ? save.channels : outputChannels(row, item);
+    }
     if (save.encoding != SampleEncoding::None)
         target.encoding = encodingName(save.encoding);
-    target.channels = save.channels != 0 ? save.channels : outputChannels(row, item);
     return target;
 }
 

@@ -76,10 +76,14 @@ std::string readExtension(const Arguments& arguments, ConvertRequest& request) {
 }
 
 // What the render verb may say beside the settings.
-void readRendering(const Arguments& arguments, ReadChoices& choices) {
+std::string readRendering(const Arguments& arguments, ReadChoices& choices) {
     RenderOptions& render = choices.render;
-    if (arguments.has("bank"))
+    if (arguments.has("bank")) {
         choices.bank = absolutePath(pathFromUtf8(arguments.value("bank")));
+        std::error_code error;
+        if (!fs::is_regular_file(choices.bank, error))
+            return "there is no bank " + arguments.value("bank");
+    }
     render.polyphony = static_cast<std::uint32_t>(
         std::clamp<long long>(arguments.whole("polyphony", render.polyphony), 1, 4096));
     render.effects = render.effects && !arguments.has("no-effects");
@@ -88,6 +92,7 @@ void readRendering(const Arguments& arguments, ReadChoices& choices) {
     render.tail = std::clamp(arguments.number("tail", 0), 0.0, 600.0);
     render.workers =
         static_cast<std::uint32_t>(std::clamp<long long>(arguments.whole("threads", render.workers), 1, 64));
+    return {};
 }
 
 }  // namespace
@@ -123,7 +128,8 @@ std::string readConvertRequest(const Arguments& arguments, ConvertRequest& reque
         return "--overwrite, --skip-existing and --rename exclude each other";
     request.recursive = arguments.has("recursive");
     request.dryRun = arguments.has("dry-run");
-    readRendering(arguments, request.read);
+    if (std::string problem = readRendering(arguments, request.read); !problem.empty())
+        return problem;
     if (request.save.rate != 0)
         request.read.render.sampleRate = request.save.rate;
     request.jobs = static_cast<unsigned>(std::min<long long>(arguments.whole("jobs", 0), 256));
