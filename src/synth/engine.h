@@ -21,7 +21,6 @@ namespace velor {
 // What a synthesizer is called wherever one is listed.
 inline constexpr const char* kSynthName = "Velor Synthesizer";
 
-inline constexpr const char* kSynthNotInitialized = "Synth not initialized!";
 inline constexpr const char* kCouldNotCreateInstrument = "Couldn't create instrument";
 
 struct SynthOptions {
