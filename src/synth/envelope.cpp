@@ -26,7 +26,7 @@ void Envelope::begin(const ArticulationValues& values, std::uint16_t start, Scal
     values_ = &values;
     start_ = start;
     scale_ = scale;
-    mode_ = static_cast<std::uint8_t>(row(row::ReleaseMode));
+    mode_ = static_cast<std::uint8_t>(std::clamp(row(row::ReleaseMode), 0.0f, 3.0f));
     velocityOffset_ = static_cast<float>(velocity - 64) / 126.0f;
     octaves_ = static_cast<float>(key - 60) / 12.0f;
     level_ = row(row::InitialLevel);

@@ -1,5 +1,8 @@
 #include "synth/synth_instrument.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "base/error.h"
 
 namespace velor {
@@ -72,8 +75,9 @@ std::shared_ptr<const SynthInstrument> SynthInstrument::build(Instrument& instru
             const float cents = region->overrides.has(RegionOverrides::Tuning) ? region->overrides.tuning
                                                                                : waveform->tuningCents();
             made.rootKey = region->rootKey();
-            made.tuning = cents / 100;
-            made.gain = waveform->gain;
+            // Whatever a file said: beyond ten octaves nothing is heard, and no sum may fail to be a number.
+            made.tuning = std::isfinite(cents) ? std::clamp(cents / 100, -120.0f, 120.0f) : 0;
+            made.gain = std::isfinite(waveform->gain) ? std::clamp(waveform->gain, -200.0f, 96.0f) : 0;
             made.values =
                 resolveArticulation(&instrument.articulation, &layer->articulation, &region->articulation);
             made.use = usedParts(made.values);
