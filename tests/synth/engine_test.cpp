@@ -396,6 +396,40 @@ TEST_F(EngineTest, RandomMessagesLeaveNothingBehind) {
     EXPECT_EQ(synth->soundingRegions(), 0u);
 }
 
+// Articulation of every kind of value, as damaged files bring it: all that is heard are numbers, and notes
+// end.
+TEST_F(EngineTest, AnyArticulationCanBePlayed) {
+    std::mt19937 random(11);
+    const auto pick = [&](std::uint32_t below) { return static_cast<std::uint32_t>(random() % below); };
+    for (int round = 0; round < 300; ++round) {
+        region.articulation.clear();
+        for (std::uint32_t i = pick(60); i-- > 0;) {
+            const auto number = static_cast<std::uint16_t>(pick(kArticulationParameters));
+            const ArticulationParameter& row = *articulationParameter(number);
+            const float share = static_cast<float>(pick(1001)) / 1000;
+            const float inside = row.minimum + share * (row.maximum - row.minimum);
+            const float values[] = {inside, row.minimum, row.maximum, inside * 1e6f, -inside * 1e30f};
+            region.articulation.set(number, values[pick(5)]);
+        }
+        wave.sampleRate = round % 10 == 0 ? pick(3) * 2000000000u : kTestRate;
+        const auto synth = engine();
+        for (int block = 0; block < 60; ++block) {
+            if (block % 10 == 0)
+                send(*synth, 0x90, pick(128), 1 + pick(127));
+            send(*synth, 0xB0, pick(128), pick(128));
+            float out[2 * kBlockFrames];
+            synth->renderBlock(out);
+            float sum = 0;
+            for (const float sample : out)
+                sum += std::fabs(sample);
+            ASSERT_TRUE(std::isfinite(sum)) << round;
+        }
+        send(*synth, 0xB0, 120, 0);
+        play(*synth, 0.01);
+        ASSERT_EQ(synth->soundingNotes(), 0u);
+    }
+}
+
 TEST_F(EngineTest, FourThreadsFeedTheRing) {
     options = {2, true, true};
     const auto synth = engine(32, 64);
