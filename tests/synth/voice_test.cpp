@@ -202,8 +202,8 @@ Heard hear(const std::vector<float>& stereo, double expected) {
     const auto at = [&](double hertz) {
         std::complex<double> sum = 0;
         for (std::size_t i = 0; i < count; ++i)
-            sum += std::polar(double{stereo[2 * (from + i)]},
-                              -2 * std::numbers::pi * hertz * static_cast<double>(i) / kTestRate);
+            sum += double{stereo[2 * (from + i)]} *
+                   std::polar(1.0, -2 * std::numbers::pi * hertz * static_cast<double>(i) / kTestRate);
         return 2 * std::norm(sum) / static_cast<double>(count);
     };
     power = at(best);
