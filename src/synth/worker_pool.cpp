@@ -10,7 +10,8 @@ namespace velor {
 
 namespace {
 
-constexpr int kSpins = 20000;  // some ten microseconds to some hundred
+// Looks before a waiting thread gives way: some ten to some hundred microseconds, several blocks' worth.
+constexpr int kSpins = 10000;
 
 void pause() {
 #if defined(__x86_64__) || defined(__i386__)
@@ -56,18 +57,24 @@ void WorkerPool::loop(Worker& self) {
         seen = epoch;
         if (self.quit.load())
             return;
-        work(epoch);
+        work(epoch, false);
     }
 }
 
-void WorkerPool::work(std::uint32_t epoch) noexcept {
+void WorkerPool::work(std::uint32_t epoch, bool fromFront) noexcept {
     for (;;) {
-        std::uint64_t next = next_.load(std::memory_order_acquire);
+        std::uint64_t jobs = jobs_.load(std::memory_order_acquire);
+        std::uint32_t first;
+        std::uint32_t end;
+        std::uint64_t rest;
         do {
-            if (static_cast<std::uint32_t>(next >> 32) != epoch || (next & 0xFFFF) >= (next >> 16 & 0xFFFF))
+            first = jobs & 0xFFFF;
+            end = jobs >> 16 & 0xFFFF;
+            if (static_cast<std::uint32_t>(jobs >> 32) != epoch || first >= end)
                 return;
-        } while (!next_.compare_exchange_weak(next, next + 1, std::memory_order_acq_rel));
-        job_(context_, static_cast<std::uint32_t>(next & 0xFFFF));
+            rest = fromFront ? jobs + 1 : jobs - 0x10000;
+        } while (!jobs_.compare_exchange_weak(jobs, rest, std::memory_order_acq_rel));
+        job_(context_, fromFront ? first : end - 1);
         done_.fetch_add(1, std::memory_order_release);
     }
 }
@@ -83,13 +90,19 @@ void WorkerPool::run(Job job, void* context, std::uint32_t count) noexcept {
     context_ = context;
     done_.store(0, std::memory_order_relaxed);
     const std::uint32_t epoch = epoch_.load(std::memory_order_relaxed) + 1;
-    next_.store(std::uint64_t{epoch} << 32 | std::uint64_t{count} << 16, std::memory_order_release);
+    jobs_.store(std::uint64_t{epoch} << 32 | std::uint64_t{count} << 16, std::memory_order_release);
     epoch_.store(epoch);
     if (sleeping_.load() != 0)
         epoch_.notify_all();
-    work(epoch);
-    while (done_.load(std::memory_order_acquire) != count)
-        pause();
+    work(epoch, true);
+    // Usually a matter of a microsecond. Where other programs hold the processors, the worker that is missing
+    // may need this one.
+    for (int spins = 0; done_.load(std::memory_order_acquire) != count; ++spins) {
+        if (spins < kSpins)
+            pause();
+        else
+            std::this_thread::yield();
+    }
 }
 
 }  // namespace velor

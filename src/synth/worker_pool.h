@@ -33,17 +33,19 @@ class WorkerPool {
         std::atomic<std::uint8_t> quit{0};
     };
     void loop(Worker& self);
-    void work(std::uint32_t epoch) noexcept;
+    void work(std::uint32_t epoch, bool fromFront) noexcept;
 
     std::vector<std::unique_ptr<Worker>> threads_;
     Job job_ = nullptr;
     void* context_ = nullptr;
-    // Epoch (32 bits), number of jobs (16) and next job (16) in one word: a worker that wakes late can
-    // neither take a job of a later block nor take its count for that of its own.
-    std::atomic<std::uint64_t> next_{0};
-    std::atomic<std::uint32_t> done_{0};
-    std::atomic<std::uint32_t> epoch_{0};
-    std::atomic<std::uint32_t> sleeping_{0};
+    // Each on a cache line of its own, as several processors look at them all the time.
+    // Epoch (32 bits), end of the jobs (16) and first job (16) in one word: a worker that wakes late takes no
+    // job of a later block. Worker 0 takes jobs from the front, the others from the back, so that a job
+    // mostly stays with the processor whose cache holds its data.
+    alignas(64) std::atomic<std::uint64_t> jobs_{0};
+    alignas(64) std::atomic<std::uint32_t> done_{0};
+    alignas(64) std::atomic<std::uint32_t> epoch_{0};
+    alignas(64) std::atomic<std::uint32_t> sleeping_{0};
 };
 
 }  // namespace velor
