@@ -13,12 +13,6 @@ namespace {
 std::atomic<bool> Watched{false};
 std::atomic<long> Allocations{0};
 
-void* allocate(std::size_t size) {
-    if (Watched.load(std::memory_order_relaxed))
-        ++Allocations;
-    return std::malloc(size ? size : 1);
-}
-
 }  // namespace
 
 // g++ takes free() for the wrong end of these operators once it has inlined one of a pair.
@@ -26,6 +20,12 @@ void* allocate(std::size_t size) {
 
 // The sanitizers bring operators of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+static void* allocate(std::size_t size) {
+    if (Watched.load(std::memory_order_relaxed))
+        ++Allocations;
+    return std::malloc(size ? size : 1);
+}
+
 void* operator new(std::size_t size) {
     if (void* memory = allocate(size))
         return memory;
