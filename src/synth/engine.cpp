@@ -1,6 +1,7 @@
 #include "synth/engine.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "base/error.h"
@@ -12,9 +13,12 @@ namespace velor {
 
 namespace {
 
-// Voices that one worker renders before it asks for more. The groups are the same for any number of workers,
-// so that the sums are, too.
-constexpr std::uint32_t kGroup = 8;
+// Voices are rendered in this many groups, which are added up two by two, the sums two by two again, and so
+// on: the result is the same whether one worker does it all or each of two, four or eight a part of that
+// tree.
+constexpr std::uint32_t kGroups = 8;
+// With fewer voices a second worker costs more than it brings.
+constexpr std::size_t kVoicesToShare = 6;
 // Room for layered instruments and for voices that fade out, before a pool has to grow.
 constexpr std::uint32_t kVoicesPerNote = 8;
 
@@ -40,7 +44,7 @@ SynthEngine::SynthEngine(std::uint32_t channels, std::uint32_t polyphony, std::u
       sounds_(channels) {
     InterpolationFilters::instance();
     active_.reserve(voices_.capacity());
-    mixes_.resize((voices_.capacity() + kGroup - 1) / kGroup);
+    mixes_.resize(kGroups);
     sends_.clear();
     effects_.prepare(static_cast<float>(sampleRate_));
     for (std::uint32_t i = 0; i < channels; ++i)
@@ -245,29 +249,51 @@ void SynthEngine::advanceControls() {
     }
 }
 
-// Job 0 is the effects on the sends of the block before: a delay of a millisecond that lets them run beside
-// the voices. The others are groups of voices.
+// Adds up the groups from `first` on, a power of two of them; sums of `step` groups each are there already.
+void SynthEngine::addGroups(std::uint32_t first, std::uint32_t count, std::uint32_t step) {
+    for (; step < count; step *= 2) {
+        for (std::uint32_t group = first; group + step < first + count; group += 2 * step) {
+            MixBuffers& to = mixes_[group];
+            const MixBuffers& from = mixes_[group + step];
+            if (from.empty)
+                continue;
+            kernels_->add(from.left, to.left);
+            kernels_->add(from.right, to.right);
+            for (int send = 0; send < kSends; ++send)
+                if (from.used[send])
+                    kernels_->add(from.sends[send], to.send(send));
+        }
+    }
+}
+
+// A part of the voices each. The last one also has the effects, on the sends of the block before: a delay of
+// a millisecond that lets them run beside the voices.
 void SynthEngine::runJob(void* context, std::uint32_t job) {
     auto& engine = *static_cast<SynthEngine*>(context);
     const FlushDenormals flush;
-    if (job == 0) {
-        if (engine.options_.effects)
-            engine.effects_.process(engine.sends_, engine.effectLeft_, engine.effectRight_);
-        return;
+    const std::uint32_t groups = kGroups / engine.parts_;
+    const std::uint32_t firstGroup = job * groups;
+    const std::size_t voices = engine.active_.size();
+    const std::size_t size = (voices + kGroups - 1) / kGroups;
+    for (std::uint32_t group = firstGroup; group < firstGroup + groups; ++group) {
+        MixBuffers& mix = engine.mixes_[group];
+        const std::size_t first = std::min(voices, group * size);
+        const std::size_t last = std::min(voices, first + size);
+        mix.clear();
+        mix.empty = first == last && group != 0;
+        for (std::size_t i = first; i < last; ++i)
+            engine.active_[i]->render(engine.sounds_[engine.active_[i]->channel()], *engine.kernels_, mix);
     }
-    MixBuffers& mix = engine.mixes_[job - 1];
-    mix.clear();
-    const std::size_t first = std::size_t{job - 1} * kGroup;
-    const std::size_t last = std::min(first + kGroup, engine.active_.size());
-    for (std::size_t i = first; i < last; ++i)
-        engine.active_[i]->render(engine.sounds_[engine.active_[i]->channel()], *engine.kernels_, mix);
+    engine.addGroups(firstGroup, groups, 1);
+    if (job + 1 == engine.parts_ && engine.options_.effects)
+        engine.effects_.process(engine.sends_, engine.effectLeft_, engine.effectRight_);
 }
 
 void SynthEngine::renderVoices(float* out) {
-    const auto groups = static_cast<std::uint32_t>((active_.size() + kGroup - 1) / kGroup);
-    if (mixes_.size() < groups)
-        mixes_.resize(groups);  // the pool has grown
-    workers_.run(runJob, this, groups + 1);
+    parts_ = active_.size() < kVoicesToShare ? 1 : std::bit_floor(std::min(workers_.workers(), kGroups));
+    workers_.run(runJob, this, parts_);
+    addGroups(0, kGroups, kGroups / parts_);
+    MixBuffers& mix = mixes_[0];
 
     alignas(32) float left[kBlockFrames];
     alignas(32) float right[kBlockFrames];
@@ -275,25 +301,18 @@ void SynthEngine::renderVoices(float* out) {
         std::copy_n(effectLeft_, kBlockFrames, left);
         std::copy_n(effectRight_, kBlockFrames, right);
         for (int send = 0; send < kSends; ++send) {
-            bool used = false;
-            for (std::uint32_t group = 0; group < groups; ++group)
-                used = used || mixes_[group].used[send];
-            if (!used && !sends_.used[send])
-                continue;
-            std::fill_n(sends_.sends[send], kBlockFrames, 0.0f);
-            for (std::uint32_t group = 0; group < groups; ++group)
-                if (mixes_[group].used[send])
-                    kernels_->add(mixes_[group].sends[send], sends_.sends[send]);
-            sends_.used[send] = used;
+            if (mix.used[send])
+                std::copy_n(mix.sends[send], kBlockFrames, sends_.sends[send]);
+            else if (sends_.used[send])
+                std::fill_n(sends_.sends[send], kBlockFrames, 0.0f);
+            sends_.used[send] = mix.used[send];
         }
     } else {
         std::fill_n(left, kBlockFrames, 0.0f);
         std::fill_n(right, kBlockFrames, 0.0f);
     }
-    for (std::uint32_t group = 0; group < groups; ++group) {
-        kernels_->add(mixes_[group].left, left);
-        kernels_->add(mixes_[group].right, right);
-    }
+    kernels_->add(mix.left, left);
+    kernels_->add(mix.right, right);
     for (std::uint32_t i = 0; i < kBlockFrames; ++i) {
         out[2 * i] = left[i] * gain_;
         out[2 * i + 1] = right[i] * gain_;

@@ -140,6 +140,7 @@ class SynthEngine {
     void advanceControls();
     void renderVoices(float* out);
     void sweep();
+    void addGroups(std::uint32_t first, std::uint32_t count, std::uint32_t step);
     static void runJob(void* context, std::uint32_t job);
 
     std::uint32_t polyphony_;
@@ -166,6 +167,7 @@ class SynthEngine {
     const VoiceKernels* kernels_;
     std::vector<ChannelSound> sounds_;  // of the block at hand, by channel
     std::vector<MixBuffers> mixes_;     // one per group of voices
+    std::uint32_t parts_ = 1;           // jobs of the block at hand
     MixBuffers sends_;                  // of the block before, for the effects
     Effects effects_;
     alignas(32) float effectLeft_[kBlockFrames];

@@ -1,7 +1,7 @@
 // What voices add to: the output and the four effect sends, one block long.
 #pragma once
 
-#include <cstring>
+#include <algorithm>
 
 #include "synth/synth_math.h"
 
@@ -13,9 +13,23 @@ struct alignas(32) MixBuffers {
     float left[kBlockFrames];
     float right[kBlockFrames];
     float sends[kSends][kBlockFrames];
-    bool used[kSends];  // sends that hold anything
+    bool used[kSends];  // sends that hold anything; the others are not even cleared
 
-    void clear() { std::memset(this, 0, sizeof *this); }
+    bool empty;  // set by whoever knows that nothing was added
+
+    void clear() {
+        std::fill_n(left, kBlockFrames, 0.0f);
+        std::fill_n(right, kBlockFrames, 0.0f);
+        std::fill_n(used, kSends, false);
+        empty = false;
+    }
+    // A send to add to.
+    float* send(int number) {
+        if (!used[number])
+            std::fill_n(sends[number], kBlockFrames, 0.0f);
+        used[number] = true;
+        return sends[number];
+    }
 };
 
 }  // namespace velor

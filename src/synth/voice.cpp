@@ -283,8 +283,7 @@ void Voice::render(const ChannelSound& channel, const VoiceKernels& kernels, Mix
         for (int i = 0; i < kSends; ++i) {
             if (gains_.sends[i] == 0 && gains.sends[i] == 0)
                 continue;
-            mix.used[i] = true;
-            kernels.addRamped(frames, share * gains_.sends[i], share * gains.sends[i], mix.sends[i]);
+            kernels.addRamped(frames, share * gains_.sends[i], share * gains.sends[i], mix.send(i));
         }
     }
     position_ = nextPosition_;
