@@ -107,6 +107,29 @@ struct PatchNumber {
     friend constexpr bool operator==(PatchNumber, PatchNumber) = default;
 };
 
+// What is played for a patch that does not exist, in the order to try: the patch itself; without its bank
+// LSB; without its bank MSB too; and for drums the first kit of that bank.
+class PatchFallbacks {
+  public:
+    explicit constexpr PatchFallbacks(PatchNumber patch) {
+        add(patch.value);
+        add(patch.value & ~(127u << 7));
+        add(patches_[count_ - 1].value & ~(127u << 14));
+        if (patch.drum())
+            add(patches_[count_ - 1].value & ~127u);
+    }
+    constexpr const PatchNumber* begin() const { return patches_; }
+    constexpr const PatchNumber* end() const { return patches_ + count_; }
+
+  private:
+    constexpr void add(std::uint32_t value) {
+        if (count_ == 0 || patches_[count_ - 1].value != value)
+            patches_[count_++] = PatchNumber(value);
+    }
+    PatchNumber patches_[4];
+    int count_ = 0;
+};
+
 // Links: its layers, in order.
 class Instrument final : public Item {
   public:

@@ -60,24 +60,10 @@ std::shared_ptr<const SynthInstrument> SynthEngine::findInstrument(std::uint32_t
     return nullptr;
 }
 
-// The exact patch; without its bank LSB; without its whole bank; and for drums the first kit of the bank.
-std::shared_ptr<const SynthInstrument> SynthEngine::findWithFallbacks(std::uint32_t word) const {
-    if (auto found = findInstrument(word))
-        return found;
-    const PatchNumber patch(word);
-    std::uint32_t tried = word;
-    if (patch.bankLsb() != 0) {
-        tried &= ~(127u << 7);
-        if (auto found = findInstrument(tried))
+std::shared_ptr<const SynthInstrument> SynthEngine::findWithFallbacks(std::uint32_t patch) const {
+    for (const PatchNumber tried : PatchFallbacks(PatchNumber(patch)))
+        if (auto found = findInstrument(tried.value))
             return found;
-    }
-    if (patch.bankMsb() != 0) {
-        tried &= ~(127u << 14);
-        if (auto found = findInstrument(tried))
-            return found;
-    }
-    if (patch.drum() && patch.program() != 0)
-        return findInstrument(tried & ~127u);
     return nullptr;
 }
 

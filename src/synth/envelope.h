@@ -30,6 +30,8 @@ class Envelope {
     void begin(const ArticulationValues& values, std::uint16_t start, Scale scale, int key, int velocity);
     // Leaves the sustain level or whatever segment runs, unless the envelope ignores note-off.
     void release();
+    // Does not stop at the sustain level, for sounds that no key will end.
+    void runThrough() { mode_ |= kOneShot; }
     // Moves on by that many seconds and returns the level reached.
     float advance(float seconds);
 

@@ -44,22 +44,6 @@ void removeLeadingSilence(std::vector<TimelineEntry>& timeline) {
         entry->seconds = any && entry >= first ? entry->seconds - start : 0;
 }
 
-// A patch that is missing is looked for without its bank LSB, without its bank, and for drums as the first
-// kit.
-std::vector<PatchNumber> withFallbacks(PatchNumber patch) {
-    std::vector<PatchNumber> tried{patch};
-    std::uint32_t word = patch.value;
-    const auto add = [&](std::uint32_t next) {
-        if (next != word)
-            tried.emplace_back(word = next);
-    };
-    add(word & ~(127u << 7));
-    add(word & ~(127u << 14));
-    if (patch.drum())
-        add(word & ~127u);
-    return tried;
-}
-
 bool hasPatch(Collection& collection, PatchNumber patch) {
     const auto instruments = collection.all<Instrument>();
     return std::any_of(instruments.begin(), instruments.end(),
@@ -98,7 +82,7 @@ void loadInstruments(SynthEngine& engine, Collection& collection, const std::vec
         return;
     }
     for (const PatchNumber patch : missing) {
-        for (const PatchNumber tried : withFallbacks(patch)) {
+        for (const PatchNumber tried : PatchFallbacks(patch)) {
             if (!hasPatch(bank, tried))
                 continue;
             loadFrom(engine, bank, tried, ui);

@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "items/instrument.h"

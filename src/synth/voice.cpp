@@ -65,6 +65,9 @@ void Voice::start(std::shared_ptr<const SynthInstrument> instrument, const Synth
 
     const ArticulationValues& values = region.values;
     volumeEnvelope_.begin(values, p::VEnvelope, Envelope::Scale::Decibel, key, velocity);
+    // The key of a release region is up already: nothing else would end a loop.
+    if (region.trigger == RegionTrigger::kRelease && sample_->looped)
+        volumeEnvelope_.runThrough();
     level_ = volumeEnvelope_.level();
     const auto begin = [&](RegionUse use, Envelope& envelope, std::uint16_t start) {
         if (region.use & use)

@@ -109,7 +109,6 @@ class Voice {
     float glide_ = 0;
     float level_ = 0;
     float fade_ = 1;  // of the fast release
-    float sendLevels_[kSends] = {};
 
     std::uint64_t position_ = 0;  // 32.32 fixed point frames
     std::uint64_t step_ = 0;

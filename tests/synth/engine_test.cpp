@@ -184,7 +184,9 @@ TEST_F(EngineTest, RegionsAreChosenByTriggerPedalAndClass) {
     add(2, 0, 0, 2).keys = {60, 60};
     add(0, 1, 0, 1).keys = {62, 62};
     add(0, 2, 0, 2).keys = {62, 62};
-    add(1, 0, 0, 1).keys = {64, 64};
+    Region& release = add(1, 0, 0, 1);
+    release.keys = {64, 64};
+    release.articulation.set(p::VEnvelope + p::envelope::Release1Rate, 5);
     add(0, 0, 5, 0).keys = {70, 70};
     add(0, 0, 5, 0).keys = {71, 71};
     const auto octave = [&](SynthEngine& synth) {
@@ -225,8 +227,21 @@ TEST_F(EngineTest, RegionsAreChosenByTriggerPedalAndClass) {
     EXPECT_EQ(synth->soundingNotes(), 1u) << "one of an exclusive class";
 }
 
+TEST_F(EngineTest, ALoopedReleaseRegionEndsByItself) {
+    Region& echo = items.region(instrument, wave);
+    echo.articulation.set(p::Trigger, RegionTrigger::kRelease);
+    echo.articulation.set(p::VEnvelope + p::envelope::Decay1Time, 0.1f);
+    echo.articulation.set(p::VEnvelope + p::envelope::Release1Rate, 0.1f);
+    const auto synth = engine();
+    send(*synth, 0x90, 60, 100);
+    play(*synth, 0.05);
+    send(*synth, 0x80, 60, 0);
+    EXPECT_GT(rms(play(*synth, 0.05), 0, 1200), 0.05);
+    play(*synth, 0.3);
+    EXPECT_EQ(synth->soundingNotes(), 0u);
+}
+
 TEST_F(EngineTest, ProgramsFallBack) {
-    Collection other;
     const auto synth = engine(32, 32);
     Instrument& lsb = items.instrument(PatchNumber(5, 3, 0, false));
     Instrument& bank = items.instrument(PatchNumber(5, 0, 9, false));
