@@ -98,6 +98,7 @@ class Job {
         Block block;
         std::vector<FirOutput> taps;
         std::vector<double> sums;
+        std::uint32_t period = 0;  // of the rows, in outputs
         std::vector<float> planes[4];
     };
 
@@ -280,7 +281,22 @@ class Job {
                 !rows(1 - fraction, output.right, output.rightNext, output.rightBlend))
                 return false;
         }
+        scratch.period = periodOf(scratch.taps);
         return true;
+    }
+
+    // Between rates with a common divisor the same phases come again and again: from 44100 to 48000 Hz after
+    // 160 outputs. The accumulated position drifts a little, so that a pair of rows may come later by one.
+    static std::uint32_t periodOf(const std::vector<FirOutput>& taps) {
+        const std::size_t probe = taps.size() / 2;
+        for (std::size_t period = 1; period <= taps.size() / 4; ++period) {
+            const auto same = [&](std::size_t i) {
+                return taps[i].left == taps[i + period].left && taps[i].right == taps[i + period].right;
+            };
+            if (same(probe) && same(probe + 1) && same(probe / 2))
+                return static_cast<std::uint32_t>(period);
+        }
+        return 0;
     }
 
     void addSection(Scratch& scratch, unsigned channel, unsigned together, std::uint32_t firstTap) const {
@@ -306,7 +322,7 @@ class Job {
         }
         (together == 2 ? kernels_.stereo : kernels_.mono)(section, scratch.taps.data(),
                                                           static_cast<std::uint32_t>(block.frames.size()),
-                                                          scratch.sums.data());
+                                                          scratch.period, scratch.sums.data());
     }
 
     const ResampleInput input_;
