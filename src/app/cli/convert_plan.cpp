@@ -97,12 +97,7 @@ std::string readRendering(const Arguments& arguments, ReadChoices& choices) {
 }
 
 // The rate, or the length and the method of the resample verb.
-std::string readResampling(const Arguments& arguments, SaveOptions& save) {
-    constexpr long long kMost = 0x7FFFFFFF;
-    for (const char* option : {"rate", "length"}) {
-        if (arguments.whole(option, 0) > kMost)
-            return formatText("--%s takes at most %lld", option, kMost);
-    }
+void readResampling(const Arguments& arguments, SaveOptions& save) {
     save.rate = static_cast<std::uint32_t>(arguments.whole("rate", 0));
     save.length = static_cast<std::uint32_t>(arguments.whole("length", 0));
     if (arguments.has("method")) {
@@ -111,7 +106,6 @@ std::string readResampling(const Arguments& arguments, SaveOptions& save) {
         // The names come first, then the numbers, both in the order of the methods.
         save.resampleMethod = static_cast<std::uint8_t>(static_cast<std::size_t>(found) % kResampleMethods);
     }
-    return {};
 }
 
 }  // namespace
@@ -131,8 +125,7 @@ std::string readConvertRequest(const Arguments& arguments, ConvertRequest& reque
         return problem;
     if (arguments.has("encoding"))
         request.save.encoding = *encodingFromName(arguments.value("encoding"));
-    if (std::string problem = readResampling(arguments, request.save); !problem.empty())
-        return problem;
+    readResampling(arguments, request.save);
     request.save.channels = static_cast<int>(arguments.whole("channels", 0));
     request.save.quality = arguments.number("quality", -1);
     int policies = 0;
