@@ -101,7 +101,8 @@ void Waveform::installBuffer(SampleBufferRef buffer) {
     source_.reset();
     frames = buffer_->frames();
     channels = buffer_->channels();
-    sampleRate = static_cast<std::uint32_t>(buffer_->rate() + 0.5f);
+    const float rate = buffer_->rate() + 0.5f;
+    sampleRate = rate < 4294967296.0f ? static_cast<std::uint32_t>(rate) : 0xFFFFFFFFu;
 }
 
 void Waveform::copyContentFrom(const Waveform& other) {

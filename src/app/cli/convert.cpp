@@ -166,4 +166,10 @@ int runRender(const Arguments& arguments) {
     return convertInputs(arguments, "render", true);
 }
 
+int runResample(const Arguments& arguments) {
+    if (arguments.has("rate") == arguments.has("length"))
+        return usageError("resample", "say either --rate HZ or --length FRAMES");
+    return convertInputs(arguments, "resample", false);
+}
+
 }  // namespace velor::cli

@@ -76,6 +76,36 @@ constexpr OptionSpec kConvert[] = {
     {"worker-found", 0, nullptr, "", ValueKind::Text, "", false, true},
 };
 
+constexpr OptionSpec kResample[] = {
+    {"output", 'o', "FILE", "The file to write; - for standard output. Takes one input.", ValueKind::File},
+    {"to", 0, "EXT", "Write files of this extension, named after their inputs.", ValueKind::WriteExtension},
+    {"dir", 'd', "DIR", "Write into this folder, which is made when it is missing.", ValueKind::Folder},
+    {"rate", 0, "HZ", "The new sample rate.", ValueKind::Whole},
+    {"length", 0, "FRAMES", "The new length instead; the rate follows.", ValueKind::Whole},
+    {"method", 0, "METHOD",
+     "How: nearest, linear, cubic, or a filter for 8, 12, 16, 20 or 24 bits; otherwise auto, which is fir20 for "
+     "sounds of more than 16 bits and fir16 for others.",
+     ValueKind::Words, kResampleMethodWords},
+    {"type", 0, "DESCRIPTION", "Write this file type, where several share an extension.",
+     ValueKind::WriteType},
+    {"row", 0, "N", "Write this row of the format table (see \"velor formats\").", ValueKind::Text},
+    {"encoding", 0, "NAME", "Store samples in this encoding, for example \"PCM 24-bit\" or pcm24.",
+     ValueKind::Encoding},
+    {"channels", 0, "N", "Store this many channels.", ValueKind::Words, "1|2"},
+    {"quality", 0, "N", "Quality or bit rate of types that compress.", ValueKind::Number},
+    {"item", 0, "NAME|#N", "Write only this item: by its name, or the Nth of its kind.", ValueKind::Text},
+    {"name-template", 0, "TEMPLATE", "How files are named when an input gives several.", ValueKind::Text},
+    {"recursive", 'r', nullptr, "Resample whole folders; sub-folders are kept below --dir."},
+    {"dry-run", 0, nullptr, "Say what would be written and write nothing."},
+    {"overwrite", 0, nullptr, "Replace outputs that exist."},
+    {"skip-existing", 0, nullptr, "Leave inputs alone whose output exists."},
+    {"rename", 0, nullptr, "Write under a numbered name when the output exists."},
+    kFrom,
+    kSource,
+    kLoad,
+    kJson,
+};
+
 constexpr OptionSpec kRender[] = {
     {"output", 'o', "FILE", "The file to write; - for standard output. Takes one song.", ValueKind::File},
     {"to", 0, "EXT", "Write files of this extension, named after the songs.", ValueKind::WriteExtension},
@@ -156,6 +186,10 @@ constexpr const char* kConvertExamples[] = {
     "velor song.wav song.aif",
     "cat take.sw | velor convert - --from sw --to aif -o - > take.aif",
 };
+constexpr const char* kResampleExamples[] = {
+    "velor resample take.wav -o take48.wav --rate 48000",
+    "velor resample loop.aif -o loop.wav --length 65536 --method cubic",
+};
 constexpr const char* kRenderExamples[] = {
     "velor render song.mid -o song.wav",
     "velor render *.mid --to aif -d out/ --bank piano.sf2 --rate 44100",
@@ -182,6 +216,11 @@ constexpr VerbSpec kVerbs[] = {
      "is "
      "the short form for one file.",
      kConvert, kInputs, kConvertExamples, runConvert},
+    {"resample", "Change the sample rate or the length of sounds.",
+     "IN... (-o FILE | --to EXT [-d DIR]) (--rate HZ | --length FRAMES) [options]",
+     "Does what convert --rate does, with a choice of the method and, instead of a rate, a length in frames. "
+     "Loops move along. For sounds that are looped the cubic method, for others the filters are best.",
+     kResample, kInputs, kResampleExamples, runResample},
     {"render", "Play MIDI songs into waveforms.", "SONG... (-o FILE | --to EXT [-d DIR]) [options]",
      "Plays each song through the built-in synthesizer, with the instruments of the file itself where it has "
      "any, and of a General MIDI bank for the rest. The recording begins with the first note; \"velor "

@@ -7,6 +7,7 @@ class Arguments;
 
 int runConvert(const Arguments& arguments);
 int runRender(const Arguments& arguments);
+int runResample(const Arguments& arguments);
 int runInfo(const Arguments& arguments);
 int runIdentify(const Arguments& arguments);
 int runFormats(const Arguments& arguments);

@@ -31,7 +31,8 @@ bool readVox(Collection& collection, OpenFile& file, std::uint32_t variant) {
 }
 
 bool writeVox(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = speechWaveform(item, variant ? variant : kVoxRate);
+    WorkingCopy copy;
+    Waveform* waveform = speechWaveform(item, file, copy, variant ? variant : kVoxRate);
     return waveform && writeCodes(*waveform, file, OkiAdpcmEncoder());
 }
 

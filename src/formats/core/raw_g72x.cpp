@@ -155,7 +155,8 @@ bool readRawG726(Collection& collection, OpenFile& file, std::uint32_t variant) 
 }
 
 bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = speechWaveform(item);
+    WorkingCopy copy;
+    Waveform* waveform = speechWaveform(item, file, copy);
     if (!waveform)
         return false;
     const auto named = static_cast<int>(variant & g72x_variant::kWidth);
@@ -164,7 +165,8 @@ bool writeRawG72x(Item& item, OpenFile& file, std::uint32_t variant) {
 }
 
 bool writeRawG722(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = speechWaveform(item, kG722Rate);
+    WorkingCopy copy;
+    Waveform* waveform = speechWaveform(item, file, copy, kG722Rate);
     if (!waveform)
         return false;
     const auto width = static_cast<int>(variant & g72x_variant::kWidth);

@@ -87,7 +87,8 @@ bool readRawGsm(Collection& collection, OpenFile& file, std::uint32_t variant) {
 }
 
 bool writeRawGsm(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = speechWaveform(item);
+    WorkingCopy copy;
+    Waveform* waveform = speechWaveform(item, file, copy);
     if (!waveform)
         return false;
     const bool wave = variant == gsm_variant::kModemWave;

@@ -46,7 +46,8 @@ bool readRawRockwell(Collection& collection, OpenFile& file, std::uint32_t varia
 }
 
 bool writeRawRockwell(Item& item, OpenFile& file, std::uint32_t variant) {
-    Waveform* waveform = speechWaveform(item);
+    WorkingCopy copy;
+    Waveform* waveform = speechWaveform(item, file, copy);
     if (!waveform)
         return false;
     const int bits = variant ? static_cast<int>(variant) : adpcmBits(encodingFor(file.save, *waveform));

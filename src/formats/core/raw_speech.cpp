@@ -1,7 +1,6 @@
 #include "formats/core/raw_speech.h"
 
 #include "base/error.h"
-#include "formats/framework/frame_reader.h"
 #include "formats/framework/waveform_io.h"
 
 namespace velor {
@@ -23,9 +22,9 @@ bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t fra
     return true;
 }
 
-Waveform* speechWaveform(Item& item, std::uint32_t rate) {
+Waveform* speechWaveform(Item& item, const OpenFile& file, WorkingCopy& copy, std::uint32_t rate) {
     Waveform* waveform = waveformToWrite(item);
-    return waveform && requireRate(*waveform, rate) ? waveform : nullptr;
+    return waveform ? copy.atFixedRate(*waveform, rate, *file.ui) : nullptr;
 }
 
 }  // namespace velor

@@ -3,6 +3,7 @@
 
 #include "formats/framework/codec_source.h"
 #include "formats/framework/open_file.h"
+#include "formats/framework/working_copy.h"
 #include "items/collection.h"
 
 namespace velor {
@@ -14,8 +15,9 @@ inline constexpr std::uint32_t kTelephoneRate = 8000;  // Hz
 bool addSpeechWaveform(Collection& collection, OpenFile& file, std::uint64_t frames, CodecData data,
                        SampleEncoding encoding, int bits, std::uint32_t rate = kTelephoneRate);
 
-// The item as a waveform that a format of this rate can store. nullptr with LastErrorText when it is
-// something else or has another rate.
-Waveform* speechWaveform(Item& item, std::uint32_t rate = kTelephoneRate);
+// The item as a waveform of this rate; one that has another rate is resampled into `copy`, with a warning.
+// nullptr with LastErrorText when it is something else or that fails.
+Waveform* speechWaveform(Item& item, const OpenFile& file, WorkingCopy& copy,
+                         std::uint32_t rate = kTelephoneRate);
 
 }  // namespace velor

@@ -80,18 +80,22 @@ void planAdpcm(const Waveform& waveform, WaveCoding& coding) {
 }
 
 // MPEGLAYER3WAVEFORMAT and the encoded stream.
-bool planMp3(Waveform& waveform, double quality, UserInterface& ui, WaveCoding& coding) {
+bool planMp3(Waveform*& original, double quality, UserInterface& ui, WaveCoding& coding, WorkingCopy& copy) {
     constexpr std::uint32_t kCodecDelay = 1104;  // frames that the decoder gives out before the first one
     std::int64_t bitRate = quality >= 0 ? roundToInteger(std::min(quality, 1e6) * 1000)
-                                        : std::int64_t{bitRateOf(waveform.format)} * 1000;
+                                        : std::int64_t{bitRateOf(original->format)} * 1000;
     if (bitRate < 8000 || bitRate > 320000)
         bitRate = 128000;
     const auto kilobits = static_cast<std::uint32_t>(bitRate / 1000);
     const auto encoder = createMp3Encoder();
     if (!encoder || !encoder->start(coding.rate, static_cast<int>(kilobits), coding.target.channels))
         return false;
-    if (coding.rate == 0 || !requireRate(waveform, coding.rate))
+    if (coding.rate == 0)
         return false;
+    original = copy.atFixedRate(*original, coding.rate, ui);
+    if (!original)
+        return false;
+    Waveform& waveform = *original;
     FrameReader reader(waveform, coding.target.channels);
     if (!reader.open())
         return false;
@@ -134,8 +138,9 @@ std::uint32_t extensibleWaveEncodings() {
     return kExtensibleEncodings;
 }
 
-bool planWaveCoding(Waveform& waveform, SampleEncoding encoding, int channels, double quality,
-                    UserInterface& ui, WaveCoding& coding) {
+bool planWaveCoding(Waveform*& chosen, SampleEncoding encoding, int channels, double quality,
+                    UserInterface& ui, WaveCoding& coding, WorkingCopy& copy) {
+    const Waveform& waveform = *chosen;
     coding = {};
     const auto* row = std::ranges::find(kFormats, encoding, &FormatRow::encoding);
     if (row == std::end(kFormats))
@@ -147,7 +152,7 @@ bool planWaveCoding(Waveform& waveform, SampleEncoding encoding, int channels, d
     coding.target.layout.isUnsigned = encoding == SampleEncoding::Pcm8;
     coding.target.channels = channels;
     if (encoding == SampleEncoding::Compressed)
-        return planMp3(waveform, quality, ui, coding);
+        return planMp3(chosen, quality, ui, coding, copy);
     if (encoding != SampleEncoding::Gsm && adpcmBits(encoding) == 0) {
         planPlain(waveform, coding);
         return true;

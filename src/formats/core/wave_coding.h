@@ -7,6 +7,7 @@
 #include "base/byte_writer.h"
 #include "base/user_interface.h"
 #include "formats/framework/stored_samples.h"
+#include "formats/framework/working_copy.h"
 #include "items/waveform.h"
 
 namespace velor {
@@ -32,10 +33,11 @@ std::uint32_t waveEncodings();
 std::uint32_t extensibleWaveEncodings();
 
 // Works out the chunks. GSM and ADPCM are mono: stereo is mixed down, with a warning. MPEG layer III data are
-// encoded here; `quality` is their bit rate in kbit/s, negative: that of the waveform or 128. False with
-// "Unsupported subformat" for an encoding that WAVE files do not have, or with the encoder's message.
-bool planWaveCoding(Waveform& waveform, SampleEncoding encoding, int channels, double quality,
-                    UserInterface& ui, WaveCoding& coding);
+// encoded here; `quality` is their bit rate in kbit/s, negative: that of the waveform or 128. When the
+// encoder does not take the waveform's rate, `waveform` becomes a resampled `copy`, with a warning. False
+// with "Unsupported subformat" for an encoding that WAVE files do not have, or with the encoder's message.
+bool planWaveCoding(Waveform*& waveform, SampleEncoding encoding, int channels, double quality,
+                    UserInterface& ui, WaveCoding& coding, WorkingCopy& copy);
 
 // The "fmt " chunk: its payload's size, and the whole of it.
 std::uint32_t waveFormatSize(const WaveCoding& coding, bool extensible);

@@ -93,22 +93,27 @@ struct Plan {
     }
 };
 
-bool makePlan(Waveform& waveform, const SaveOptions& options, UserInterface& ui, Plan& plan) {
+// The waveform becomes a resampled copy when the encoding does not know its rate.
+bool makePlan(Waveform*& chosen, const SaveOptions& options, UserInterface& ui, Plan& plan,
+              WorkingCopy& copy) {
+    if (!settleFrameCount(*chosen))
+        return false;
     plan.variant = options.variant;
     plan.extensible = plan.variant == wave_variant::kExtensible;
     const std::uint32_t writable = plan.extensible ? extensibleWaveEncodings() : waveEncodings();
     SampleEncoding encoding = options.encoding;
     if (encoding == SampleEncoding::None) {
         const std::uint32_t allowed = options.flags & format_flags::kEncodings;
-        encoding = chooseEncoding(allowed ? allowed : writable, waveform.sourceEncoding(), waveform.bits);
+        encoding = chooseEncoding(allowed ? allowed : writable, chosen->sourceEncoding(), chosen->bits);
     }
     if (!(writable & encodingBit(encoding)))
         return fail("Unsupported subformat");
     const int channels = options.channels ? options.channels
-                         : options.flags  ? outputChannels(options.flags, waveform.channels)
-                                          : waveform.channels;
-    if (!planWaveCoding(waveform, encoding, channels, options.quality, ui, plan.coding))
+                         : options.flags  ? outputChannels(options.flags, chosen->channels)
+                                          : chosen->channels;
+    if (!planWaveCoding(chosen, encoding, channels, options.quality, ui, plan.coding, copy))
         return false;
+    const Waveform& waveform = *chosen;
     plan.compact = plan.variant == wave_variant::kCompact;
     plan.hasFact = plan.extensible || plan.coding.tag != wave_tag::kPcm;
     plan.hasCues = waveform.looped && !plan.compact && plan.variant != wave_variant::kTuningBlock;
@@ -125,13 +130,14 @@ void resetWaveHeaderTemplate() {
     TemplateFact = 0;
 }
 
-bool buildWaveImage(Waveform& waveform, const SaveOptions& options, UserInterface& ui, WaveImage& image) {
+bool buildWaveImage(Waveform& original, const SaveOptions& options, UserInterface& ui, WaveImage& image) {
     image.release();
-    if (!settleFrameCount(waveform))
-        return false;
     Plan plan;
-    if (!makePlan(waveform, options, ui, plan) || !image.allocate(8 + plan.riffSize()))
+    WorkingCopy copy;
+    Waveform* chosen = &original;
+    if (!makePlan(chosen, options, ui, plan, copy) || !image.allocate(8 + plan.riffSize()))
         return false;
+    Waveform& waveform = *chosen;
     ByteWriter to(image.bytes());
     to.id(fourCc("RIFF"));
     to.u32(static_cast<std::uint32_t>(plan.riffSize()));

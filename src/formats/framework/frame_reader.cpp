@@ -26,15 +26,6 @@ bool settleFrameCount(Waveform& waveform) {
     return waveform.samplesLoaded() || (source && source->canStream()) || waveform.loadSamples();
 }
 
-bool requireRate(const Waveform& waveform, std::uint32_t rate) {
-    if (waveform.sampleRate == rate)
-        return true;
-    return fail(
-        formatText("This file type holds %u Hz only, but the waveform has %u Hz, and resampling is not "
-                   "supported in this build",
-                   static_cast<unsigned>(rate), static_cast<unsigned>(waveform.sampleRate)));
-}
-
 bool FrameReader::open() {
     first_ = 0;
     failed_ = false;

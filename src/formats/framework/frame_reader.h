@@ -16,10 +16,6 @@ namespace velor {
 // their file. False with LastErrorText.
 bool settleFrameCount(Waveform& waveform);
 
-// For files that can hold one rate only. False with a message that names both rates when the waveform has
-// another one.
-bool requireRate(const Waveform& waveform, std::uint32_t rate);
-
 // Hands out frames that are loaded, or decodes them from the file without keeping them.
 class FrameReader {
   public:

@@ -6,6 +6,7 @@
 #include "dsp/loop_conversion.h"
 #include "formats/framework/fix_ups.h"
 #include "formats/framework/format_table.h"
+#include "formats/framework/working_copy.h"
 
 namespace velor {
 
@@ -219,10 +220,15 @@ bool renderIfNeeded(Item*& item, std::uint32_t flags, PipelineServices& services
     return item || fail("Failed to render synth to wave");
 }
 
+// Whether writing the item at a rate (0: any) leaves its waveforms as they are.
+bool keepsRates(const Item& item, std::uint32_t rate) {
+    return rate == 0 || std::ranges::all_of(item.owner().waveformsOf(item), [rate](const Waveform* waveform) {
+               return waveform->sampleRate == rate;
+           });
+}
+
 // Settles channels and encoding of a waveform that is about to be written.
 bool settleSaveOptions(const Waveform& waveform, SaveOptions& save) {
-    if (save.rate != 0 && save.rate != waveform.sampleRate)
-        return fail("Changing the sample rate is not supported in this build");
     save.channels = channelsFor(save, waveform.channels);
     if (save.channels == 0)
         return fail("The file format can not store this number of channels");
@@ -274,9 +280,19 @@ bool saveItem(Item* selected, int row, const fs::path& name, PipelineServices& s
     file.save = choices;
     file.save.flags = entry->flags;
     file.save.variant = entry->variant;
-    if (item->kind() == ItemKind::Waveform && writerBuilt(row) &&
-        !settleSaveOptions(static_cast<const Waveform&>(*item), file.save))
-        return false;
+    WorkingCopy copy;
+    if (item->kind() == ItemKind::Waveform && writerBuilt(row)) {
+        if (choices.rate != 0)
+            item = copy.atRate(static_cast<Waveform&>(*item), choices.rate, *services.ui,
+                               choices.resampleMethod);
+        else if (choices.length != 0)
+            item = copy.atLength(static_cast<Waveform&>(*item), choices.length, *services.ui,
+                                 choices.resampleMethod);
+        if (!item || !settleSaveOptions(static_cast<const Waveform&>(*item), file.save))
+            return false;
+    } else if (item->kind() != ItemKind::MidiSong && !keepsRates(*item, choices.rate)) {
+        return fail("Changing the sample rate of instruments and collections is not supported in this build");
+    }
 
     const bool toStandardOutput = name.empty() || name == "-";
     file.path = toStandardOutput ? fs::path(pathFromUtf8(item->name())) : absolutePath(name);

@@ -92,6 +92,11 @@ TEST_F(Convert, WrongUsageSaysWhatIsMeantAndDoesNothing) {
         {{"convert", "a.sw", "--to", "ub", "--name-template", "../{stem}"}, "can not have"},
         {{"convert", "a.sw", "--to", "ub", "--to", "sw"}, "more than once"},
         {{"convert", "a.sw", "--to", "ub", "--from", "sww"}, "unknown extension to read"},
+        {{"convert", "a.sw", "--to", "ub", "--rate", "4294967297"}, "--rate takes a whole number"},
+        {{"resample", "a.sw", "--to", "ub"}, "either --rate HZ or --length"},
+        {{"resample", "a.sw", "--to", "ub", "--rate", "8000", "--length", "9"},
+         "either --rate HZ or --length"},
+        {{"resample", "a.sw", "--to", "ub", "--rate", "8000", "--method", "fir23"}, "nearest: fir2"},
     };
     for (const auto& each : cases) {
         const ProgramRun run = velor(each.arguments);
@@ -101,6 +106,26 @@ TEST_F(Convert, WrongUsageSaysWhatIsMeantAndDoesNothing) {
         EXPECT_EQ(run.out, "");
     }
     EXPECT_EQ(tree(folder.path()), Names{"a.sw"});
+}
+
+TEST_F(Convert, ResamplesByNameAndByNumber) {
+    writeStereoWave("in.wav");
+    const std::vector<std::string> head = {"resample", "in.wav", "--overwrite", "-o", "out.wav"};
+    const auto resampled = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), head.begin(), head.end());
+        const ProgramRun run = velor(more);
+        EXPECT_EQ(run.code, 0) << run.err;
+        return bytesOf("out.wav");
+    };
+    const auto cubic = resampled({"--rate", "44100", "--method", "cubic"});
+    EXPECT_EQ(loadLe<std::uint32_t>(cubic.data() + 24), 44100u);
+    EXPECT_EQ(cubic, resampled({"--rate", "44100", "--method", "2"}));
+    EXPECT_NE(cubic, resampled({"--rate", "44100"}));
+    EXPECT_EQ(resampled({"--rate", "44100", "--method", "auto"}),
+              resampled({"--rate", "44100", "--method", "5"}));
+    const auto longer = resampled({"--length", "500", "--method", "linear"});
+    EXPECT_EQ(loadLe<std::uint32_t>(longer.data() + 24), 55125u);
+    EXPECT_GT(longer.size(), 500u * 4);
 }
 
 TEST_F(Convert, FailuresNameTheFileAndLeaveNothing) {

@@ -201,20 +201,6 @@ TEST_F(RawG72x, WhatIsWrittenIsReadBack) {
 }
 
 TEST_F(RawG72x, RefusesWithOneSentence) {
-    constexpr int kG726Writer = 145, kG722Writer = 126;
-    const struct {
-        int row;
-        std::uint32_t rate;
-        const char* needed;
-    } rates[] = {{kG726Writer, 44100, "8000 Hz"}, {kG722Writer, 8000, "16000 Hz"}};
-    for (const auto& each : rates) {
-        Waveform* waveform = addWaveform(collection, "n", testSignal(100, 16), 1, each.rate);
-        EXPECT_FALSE(saveItem(waveform, each.row, folder / "out", services));
-        EXPECT_NE(LastErrorText.find(each.needed), std::string::npos) << LastErrorText;
-        EXPECT_NE(LastErrorText.find(std::to_string(each.rate) + " Hz"), std::string::npos);
-        EXPECT_NE(LastErrorText.find("resampling is not supported"), std::string::npos);
-        EXPECT_FALSE(std::filesystem::exists(folder / "out"));
-    }
     auto* instrument = collection.create<Instrument>("n");
     OpenFile file;
     file.ui = &ui;

@@ -6,6 +6,7 @@
 #include "formats/core/codec_streams.h"
 #include "formats/core/codec_writer.h"
 #include "formats/core/waves/wave_file.h"
+#include "formats/framework/working_copy.h"
 
 namespace velor {
 
@@ -45,8 +46,11 @@ bool readNomad(Collection& collection, OpenFile& file, std::uint32_t) {
 }
 
 bool writeNomad(Item& item, OpenFile& file, std::uint32_t) {
+    WorkingCopy copy;
     Waveform* waveform = waveformToWrite(item);
-    if (!waveform || !requireRate(*waveform, kRate) || !settleFrameCount(*waveform))
+    if (waveform)
+        waveform = copy.atFixedRate(*waveform, kRate, *file.ui);
+    if (!waveform || !settleFrameCount(*waveform))
         return false;
     const G72xEncoder encoder(kWidth, CodePacking::HighBitsFirst);
     const std::uint64_t codes = encoder.encodedSize(waveform->frames);
