@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <new>
 #include <numbers>
 #include <vector>
 
@@ -118,29 +119,17 @@ std::int64_t searchBest(const PeriodMatch& match, std::int64_t low, std::int64_t
     return match.best(low, high, 1);
 }
 
-// A short waveform with its loop played on for half a second: the loops of old instruments hold a period or
-// two, too few to see any repetition.
-std::vector<float> playedOn(const Waveform& waveform, std::span<const float> mono) {
-    std::vector<float> played(mono.begin(), mono.end());
-    const std::size_t wanted = waveform.sampleRate / kUnrolledShare;
-    const double end = std::floor(waveform.loopEnd);
-    const double start = end - std::floor(waveform.loopEnd - waveform.loopStart + 0.5);
-    if (!waveform.looped || waveform.loopMode == LoopMode::None || mono.size() >= wanted || !(start >= 0) ||
-        !(end > start) || !(end <= static_cast<double>(mono.size())))
-        return played;
-    const auto first = static_cast<std::size_t>(start);
-    const auto length = static_cast<std::size_t>(end) - first;
-    played.resize(first + length);
-    played.reserve(wanted);
-    for (std::size_t i = 0; played.size() < wanted; ++i) {
-        const bool back = waveform.loopMode == LoopMode::Alternating && i / length % 2 == 0;
-        played.push_back(mono[first + (back ? length - 1 - i % length : i % length)]);
-    }
-    return played;
+// Replaces a frequency that is not the one at which the sound repeats.
+void putRight(std::span<const float> played, std::uint32_t rate, double& frequency) {
+    PeriodEstimate period;
+    if (!estimatePeriod(played, rate, period) || period.clarity <= kTrustedClarity ||
+        std::abs(12 * std::log2(frequency / period.frequency)) <= kSamePitch)
+        return;
+    frequency = period.frequency;
+    refinePitch(played, rate, period.frequency, kPeriodPrecision * period.frequency, frequency);
 }
 
-// The spectrum finds the lowest strong partial, its refinement the exact frequency. When the sound, with its
-// loop played on, clearly repeats at another rate, then that partial was not the fundamental.
+// The spectrum finds the lowest strong partial, its refinement the exact frequency.
 bool detectPitch(std::span<const float> mono, std::span<const float> played, std::uint32_t rate,
                  DetectedPitch& pitch) {
     const PitchSpectrum spectrum = pitchSpectrum(mono, rate);
@@ -149,12 +138,7 @@ bool detectPitch(std::span<const float> mono, std::span<const float> played, std
     if (spectrum.levels.empty() || !spectralEstimate(spectrum, estimate) ||
         !refinePitch(mono, rate, estimate.frequency, estimate.binWidth, frequency))
         return fail(kPitchFailed);
-    PeriodEstimate period;
-    if (estimatePeriod(played, rate, period) && period.clarity > kTrustedClarity &&
-        std::abs(12 * std::log2(frequency / period.frequency)) > kSamePitch) {
-        frequency = period.frequency;
-        refinePitch(played, rate, period.frequency, kPeriodPrecision * period.frequency, frequency);
-    }
+    putRight(played.empty() ? mono : played, rate, frequency);
     pitch = pitchOfFrequency(frequency);
     return true;
 }
@@ -174,6 +158,33 @@ DetectedPitch pitchOfFrequency(double frequency) {
         x += 12;
     return {static_cast<std::uint8_t>(key), static_cast<std::int32_t>(roundForDialog((key - x) * 100)),
             static_cast<float>(frequency)};
+}
+
+std::vector<float> playedOn(const Waveform& waveform, std::span<const float> mono) {
+    const std::size_t wanted = waveform.sampleRate / kUnrolledShare;
+    const double end = std::floor(waveform.loopEnd);
+    const double start = end - std::floor(waveform.loopEnd - waveform.loopStart + 0.5);
+    if (!waveform.looped || waveform.loopMode == LoopMode::None || mono.size() >= wanted || !(start >= 0) ||
+        !(end > start) || !(end <= static_cast<double>(mono.size())))
+        return {};
+    std::vector<float> played(mono.begin(), mono.begin() + static_cast<std::ptrdiff_t>(end));
+    const auto first = static_cast<std::size_t>(start);
+    const auto length = static_cast<std::size_t>(end) - first;
+    played.reserve(wanted);
+    for (std::size_t i = 0; played.size() < wanted; ++i) {
+        const bool back = waveform.loopMode == LoopMode::Alternating && i / length % 2 == 0;
+        played.push_back(mono[first + (back ? length - 1 - i % length : i % length)]);
+    }
+    return played;
+}
+
+bool estimateFundamental(std::span<const float> mono, std::span<const float> played, std::uint32_t rate,
+                         SpectralEstimate& estimate) {
+    const PitchSpectrum spectrum = pitchSpectrum(mono, rate);
+    if (spectrum.levels.empty() || !spectralEstimate(spectrum, estimate))
+        return false;
+    putRight(played.empty() ? mono : played, rate, estimate.frequency);
+    return true;
 }
 
 bool refinePitch(std::span<const float> mono, std::uint32_t rate, double estimate, double binWidth,
@@ -215,8 +226,12 @@ bool detectPitch(std::span<const float> mono, std::uint32_t rate, DetectedPitch&
 bool detectPitch(Waveform& waveform, DetectedPitch& pitch) {
     if (!waveform.loadSamples())
         return fail(kPitchFailed);
-    const std::vector<float> mono = monoCopy(waveform.samples(), waveform.channels);
-    return detectPitch(mono, playedOn(waveform, mono), waveform.sampleRate, pitch);
+    try {
+        const std::vector<float> mono = monoCopy(waveform.samples(), waveform.channels);
+        return detectPitch(mono, playedOn(waveform, mono), waveform.sampleRate, pitch);
+    } catch (const std::bad_alloc&) {
+        return fail(kPitchFailed);
+    }
 }
 
 }  // namespace velor

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "dsp/pitch_spectrum.h"
 #include "items/waveform.h"
@@ -31,6 +32,17 @@ DetectedPitch pitchOfFrequency(double frequency);
 bool detectPitch(Waveform& waveform, DetectedPitch& pitch);
 // The same of one channel of samples.
 bool detectPitch(std::span<const float> mono, std::uint32_t rate, DetectedPitch& pitch);
+
+// A short waveform with its loop played on for half a second: the loops of old instruments hold a period or
+// two, too few to see any repetition. Empty for other
+// waveforms. `mono` is the waveform's mono copy.
+std::vector<float> playedOn(const Waveform& waveform, std::span<const float> mono);
+
+// The estimate that the spectrum of `mono` gives, put right where the sound (`played`, with its loop played
+// on) clearly repeats at another rate: the lowest strong partial was then not the fundamental. False when the
+// spectrum has no peak.
+bool estimateFundamental(std::span<const float> mono, std::span<const float> played, std::uint32_t rate,
+                         SpectralEstimate& estimate);
 
 // The fundamental near to where a spectrum of bins `binWidth` Hz apart shows it, from up to four periods at
 // the end of the samples that are compared with the four before them. False for silence.

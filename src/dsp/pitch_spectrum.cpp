@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kMostPeaks = 64;
 constexpr double kHarmonicRange = 18;  // level units below the strongest peak
 constexpr int kMostHarmonics = 64;
+constexpr std::size_t kCopyBlock = 1 << 18;  // frames: a few milliseconds
 constexpr float kPi = 3.1415927f;
 
 // sin(i pi / N) for i <= N/2; its square is the rising half of a Hann window.
@@ -43,14 +44,23 @@ bool hasHarmonic(double f, double f0, double b) {
 
 }  // namespace
 
-std::vector<float> monoCopy(std::span<const float> samples, unsigned channels) {
-    std::vector<float> mono(channels ? samples.size() / channels : 0);
+// Grows block by block, since touching fresh memory takes longer than the sums.
+std::vector<float> monoCopy(std::span<const float> samples, unsigned channels, UserInterface* ui) {
+    const std::size_t frames = channels ? samples.size() / channels : 0;
     const float scale = 1.0f / static_cast<float>(std::max(channels, 1u));
-    for (std::size_t i = 0; i < mono.size(); ++i) {
-        float sum = 0;
-        for (unsigned c = 0; c < channels; ++c)
-            sum += samples[i * channels + c];
-        mono[i] = std::isfinite(sum) ? sum * scale : 0;
+    std::vector<float> mono;
+    mono.reserve(frames);
+    while (mono.size() < frames) {
+        if (ui && ui->aborted())
+            return {};
+        std::size_t i = mono.size();
+        mono.resize(std::min(frames, i + kCopyBlock));
+        for (; i < mono.size(); ++i) {
+            float sum = 0;
+            for (unsigned c = 0; c < channels; ++c)
+                sum += samples[i * channels + c];
+            mono[i] = std::isfinite(sum) ? sum * scale : 0;
+        }
     }
     return mono;
 }

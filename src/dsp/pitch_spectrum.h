@@ -5,13 +5,15 @@
 #include <span>
 #include <vector>
 
+#include "base/user_interface.h"
 #include "items/waveform.h"
 
 namespace velor {
 
 // The mean of the channels, one value a frame. What is not a finite number becomes 0: it would spoil every
-// sum it enters. `samples` holds frames × channels values.
-std::vector<float> monoCopy(std::span<const float> samples, unsigned channels);
+// sum it enters. `samples` holds frames × channels values. With `ui` the copy ends early, and empty, when the
+// user aborts.
+std::vector<float> monoCopy(std::span<const float> samples, unsigned channels, UserInterface* ui = nullptr);
 
 struct SpectralPeak {
     double frequency = 0;  // Hz

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <new>
 
 #include "base/error.h"
 #include "base/rounding.h"
@@ -107,9 +108,13 @@ AutoTuneResult autoTune(Waveform& waveform, const NoteNaming& naming, UserInterf
 bool dominantFrequencyText(Waveform& waveform, const NoteNaming& naming, std::string& text) {
     if (!waveform.loadSamples())
         return fail(kPitchFailed);
-    const PitchSpectrum spectrum =
-        pitchSpectrum(monoCopy(waveform.samples(), waveform.channels), waveform.sampleRate);
-    const std::vector<SpectralPeak> peaks = spectralPeaks(spectrum);
+    std::vector<SpectralPeak> peaks;
+    try {
+        const std::vector<float> mono = monoCopy(waveform.samples(), waveform.channels);
+        peaks = spectralPeaks(pitchSpectrum(mono, waveform.sampleRate));
+    } catch (const std::bad_alloc&) {
+        return fail(kPitchFailed);
+    }
     if (peaks.empty())
         return fail(kPitchFailed);
     const DetectedPitch pitch = pitchOfFrequency(peaks[0].frequency);
