@@ -198,17 +198,13 @@ TEST(Pitch, NothingToHearFails) {
                                         {1},
                                         {1, -1, 1, -1, 1, -1, 1},
                                         std::vector<float>(50000),
-                                        std::vector<float>(50000, 0.5f),
+
                                         std::vector<float>(50000, nan),
                                         fadesToSilence};
     for (const auto& samples : cases) {
         for (const std::uint32_t rate : {0u, 1u, 44100u}) {
             LastErrorText.clear();
             DetectedPitch pitch;
-            if (samples.size() == 50000 && samples[0] == 0.5f) {
-                detectPitch(monoCopy(samples, 1), rate, pitch);  // the window's own lobe may look like a tone
-                continue;
-            }
             EXPECT_FALSE(detectPitch(monoCopy(samples, 1), rate, pitch)) << samples.size() << " at " << rate;
             EXPECT_EQ(LastErrorText, "Auto-Tuning failed!");
         }

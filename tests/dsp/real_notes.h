@@ -24,7 +24,7 @@ inline bool hasCertainPitch(PatchNumber patch) {
 // Calls `visit` for every waveform of such programs, once each, with its samples loaded and the pitch at
 // which its bank plays it unchanged, in cents above key 0. False when the bank is not installed.
 inline bool visitRealNotes(const std::string& bank, const std::function<void(Waveform&, double)>& visit) {
-    const std::filesystem::path path = "/usr/share/sounds/sf2/" + bank;
+    const auto path = std::filesystem::path("/usr/share/sounds/sf2") / bank;
     if (!std::filesystem::exists(path))
         return false;
     UserInterface quiet;
