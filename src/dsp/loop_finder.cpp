@@ -160,7 +160,6 @@ bool findAndSetLoop(Waveform& waveform, const LoopFinderOptions& options, UserIn
     const double end = static_cast<double>(best.end);
     if (options.fractionalStart && best.start >= 2 && best.end + 2 <= length)
         start = fractionalStart(mono, best.start, best.end);
-    const double tuned = options.loopTuning && hasPitch ? loopTuning(end - start, pitch.frequency, rate) : 0;
     if (found)
         *found = {start, end, best.similarity};
 
@@ -197,7 +196,7 @@ bool findAndSetLoop(Waveform& waveform, const LoopFinderOptions& options, UserIn
     waveform.setLoop(LoopMode::Forward, start, end);
     waveform.loopUntilRelease = options.breakOnRelease;
     if (options.loopTuning && hasPitch)
-        waveform.tuning = static_cast<float>(tuned);
+        waveform.tuning = loopTuning(end - start, pitch.frequency, rate);
     if (cut)
         limitOverrides(waveform);
     return true;

@@ -18,7 +18,8 @@ namespace {
 
 constexpr double kLowestFrequency = 8;  // Hz
 constexpr std::int64_t kMostPeriods = 4;
-constexpr int kSincReach = 16;  // samples to each side
+constexpr std::int64_t kCoarseWindow = 1 << 14;  // samples
+constexpr int kSincReach = 16;                   // samples to each side
 constexpr double kTrustedClarity = 0.5;
 constexpr double kSamePitch = 0.5;  // semitones
 constexpr double kPeriodPrecision = 0.02;
@@ -30,9 +31,22 @@ class PeriodMatch {
     PeriodMatch(std::span<const float> mono, std::int64_t reference, std::int64_t window)
         : mono_(mono), reference_(reference), window_(window) {}
 
-    double at(std::int64_t start) const {
-        return loopSimilarity(mono_.data() + reference_, mono_.data() + start,
-                              static_cast<std::size_t>(window_));
+    double at(std::int64_t start) const { return over(start, window_); }
+
+    // The best of every step-th start in low..high; the first one wins ties. Coarse steps need not look at
+    // all of a period of more than kCoarseWindow, which only rates far above those of sound have.
+    std::int64_t best(std::int64_t low, std::int64_t high, std::int64_t step) const {
+        const std::int64_t count = step > 1 ? std::min(window_, kCoarseWindow) : window_;
+        std::int64_t found = low;
+        double highest = -2;
+        for (std::int64_t s = low; s <= high; s += step) {
+            const double likeness = over(s, count);
+            if (likeness > highest) {
+                highest = likeness;
+                found = s;
+            }
+        }
+        return found;
     }
 
     // The same with a run that starts between two samples, by a windowed sinc; silence lies around the
@@ -79,21 +93,12 @@ class PeriodMatch {
         return std::clamp(found, -1.0, 1.0);
     }
 
-    // The best of every step-th start in low..high; the first one wins ties.
-    std::int64_t best(std::int64_t low, std::int64_t high, std::int64_t step) const {
-        std::int64_t found = low;
-        double highest = -2;
-        for (std::int64_t s = low; s <= high; s += step) {
-            const double likeness = at(s);
-            if (likeness > highest) {
-                highest = likeness;
-                found = s;
-            }
-        }
-        return found;
+  private:
+    double over(std::int64_t start, std::int64_t count) const {
+        return loopSimilarity(mono_.data() + reference_, mono_.data() + start,
+                              static_cast<std::size_t>(count));
     }
 
-  private:
     // Of the parabola through three values 1 apart, from the middle one on; at most one step away.
     static double top(double before, double here, double after) {
         const double curve = before - 2 * here + after;
