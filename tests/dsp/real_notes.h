@@ -1,0 +1,65 @@
+// Notes of instruments with a known pitch, from the SoundFont banks of Debian's packages.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <string>
+
+#include "formats/framework/pipeline.h"
+#include "items/region_parameters.h"
+
+namespace velor::test {
+
+// What a General MIDI program leaves no doubt about. Bells, organs, harmonicas, guitar harmonics, palm mutes
+// and hits are left out: banks put them an octave up or down by taste, or they have no single pitch. So are
+// effects and drums.
+inline bool hasCertainPitch(PatchNumber patch) {
+    const unsigned program = patch.program();
+    return !patch.drum() && patch.bankMsb() == 0 && patch.bankLsb() == 0 && program < 96 &&
+           !(program >= 9 && program <= 23) && program != 28 && program != 31 && program != 47 &&
+           program != 55;
+}
+
+// Calls `visit` for every waveform of such programs, once each, with its samples loaded and the pitch at
+// which its bank plays it unchanged, in cents above key 0. False when the bank is not installed.
+inline bool visitRealNotes(const std::string& bank, const std::function<void(Waveform&, double)>& visit) {
+    const auto path = std::filesystem::path("/usr/share/sounds/sf2") / bank;
+    if (!std::filesystem::exists(path))
+        return false;
+    UserInterface quiet;
+    PipelineServices services;
+    services.ui = &quiet;
+    Collection collection;
+    const auto folder = std::filesystem::current_path();
+    const bool opened = openFile(collection, path, false, services);
+    std::filesystem::current_path(folder);
+    if (!opened)
+        return false;
+    std::set<const Waveform*> seen;
+    for (const Instrument* instrument : collection.all<Instrument>()) {
+        if (!hasCertainPitch(instrument->patch))
+            continue;
+        for (const ItemId layerId : instrument->links) {
+            const Layer* layer = collection.find<Layer>(layerId);
+            for (const ItemId regionId : layer->links) {
+                const Region* region = collection.find<Region>(regionId);
+                Waveform* waveform = region->waveform();
+                if (!waveform || waveform->frames < 200 || !seen.insert(waveform).second ||
+                    !waveform->loadSamples())
+                    continue;
+                const double fine = static_cast<double>(region->overrides.has(RegionOverrides::Tuning)
+                                                            ? region->overrides.tuning
+                                                            : waveform->tuningCents());
+                const auto values = resolveArticulation(&instrument->articulation, &layer->articulation,
+                                                        &region->articulation);
+                visit(*waveform, 100.0 * region->rootKey() - fine -
+                                     100 * static_cast<double>(values[parameter::MasterTuning]));
+                waveform->releaseSamples();
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace velor::test
