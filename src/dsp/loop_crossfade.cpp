@@ -56,26 +56,6 @@ bool crossfadeSamples(std::span<float> samples, unsigned channels, const LoopCro
                  ui);
 }
 
-SampleBufferRef editableCopy(const Waveform& waveform, std::uint32_t frames, UserInterface& ui) {
-    SampleBufferRef copy(
-        SampleBuffer::create(frames, waveform.channels, static_cast<float>(waveform.sampleRate)));
-    if (!copy) {
-        fail(kOutOfMemory);
-        return {};
-    }
-    const std::span<const float> from = waveform.samples();
-    const std::size_t kept = std::min(from.size(), copy->sampleCount());
-    for (std::size_t at = 0; at < kept; at += kBlock) {
-        if (ui.aborted()) {
-            fail(kProcessingCancelled);
-            return {};
-        }
-        std::copy_n(from.data() + at, std::min(kBlock, kept - at), copy->data() + at);
-    }
-    std::fill(copy->data() + kept, copy->data() + copy->sampleCount(), 0.0f);
-    return copy;
-}
-
 bool crossfadeLoop(Waveform& waveform, const LoopCrossfade& fade, UserInterface& ui) {
     if (!waveform.looped || fade.start == 0 || fade.start >= fade.end || !waveform.loadSamples() ||
         fade.end > waveform.frames)

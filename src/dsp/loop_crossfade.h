@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/user_interface.h"
+#include "dsp/editable_samples.h"
 #include "items/waveform.h"
 
 namespace velor {
@@ -22,7 +23,6 @@ inline constexpr const char* kCrossfadeReverseText =
     "prevents pops).";
 inline constexpr const char* kCrossfadeExponentialText =
     "Use exp. fading (fades linearly in 'log-space', which is how the ear perceive loudness).";
-inline constexpr std::string_view kProcessingCancelled = "Processing was cancelled";
 
 struct LoopCrossfade {
     std::uint32_t start = 0;   // frames
@@ -48,10 +48,5 @@ bool crossfadeSamples(std::span<float> samples, unsigned channels, const LoopCro
 std::uint32_t longestCrossfade(const Waveform& waveform);
 // What it says to a typed length above that.
 std::string crossfadeTooLongText(std::uint32_t longest);
-
-// A copy of a waveform's samples that may be changed without touching those that share them (copies of the
-// waveform, states that can be undone), `frames` long: cut, or with silence added. Empty with "Out of memory"
-// or, when the user aborts, kProcessingCancelled.
-SampleBufferRef editableCopy(const Waveform& waveform, std::uint32_t frames, UserInterface& ui);
 
 }  // namespace velor
