@@ -32,6 +32,7 @@ struct ParseResult {
     Outcome outcome = Outcome::Wrong;
     Arguments arguments;
     const VerbSpec* helpVerb = nullptr;  // nullptr: the general help
+    std::string helpTopic;               // the verb's first argument, for verbs that explain theirs
     std::string error;                   // for Wrong
 };
 

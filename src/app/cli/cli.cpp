@@ -32,6 +32,8 @@ int runHelp(const Arguments& arguments) {
         return print(generalHelp());
     const std::string& name = arguments.positionals.front();
     const VerbSpec* verb = findVerb(name);
+    if (verb && verb->topicHelp && arguments.positionals.size() > 1)
+        return print(verb->topicHelp(arguments.positionals[1]));
     if (!verb)
         return usageError("", unknownName("verb", name, choicesOf(ValueKind::Verb, "")));
     return print(verbHelp(*verb));
@@ -42,6 +44,8 @@ int runCommandLine(std::vector<std::string> arguments) {
     const ParseResult parsed = parseCommandLine(std::move(arguments));
     switch (parsed.outcome) {
         case ParseResult::Outcome::ShowHelp:
+            if (!parsed.helpTopic.empty())
+                return print(parsed.helpVerb->topicHelp(parsed.helpTopic));
             return print(parsed.helpVerb ? verbHelp(*parsed.helpVerb) : generalHelp());
         case ParseResult::Outcome::ShowVersion:
             return print(std::string(kVersionLine) + '\n');

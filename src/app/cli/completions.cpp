@@ -1,6 +1,8 @@
 // Completion scripts for shells. All four follow one plan: find the verb among the words so far; after an
 // option that takes a value offer its values, files or folders; after a dash offer the verb's options; else
 // what the verb takes.
+#include <algorithm>
+
 #include "app/cli/help_text.h"
 #include "app/cli/option_table.h"
 
@@ -69,7 +71,8 @@ std::vector<std::string> positionalWords(const VerbSpec& verb) {
 }
 
 bool takesFiles(const VerbSpec& verb) {
-    return !verb.positionals.empty() && verb.positionals.front().kind == ValueKind::File;
+    return std::any_of(verb.positionals.begin(), verb.positionals.end(),
+                       [](const PositionalSpec& each) { return each.kind == ValueKind::File; });
 }
 
 std::string optionPattern(const VerbSpec& verb, const OptionSpec& option) {

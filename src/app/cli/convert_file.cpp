@@ -90,9 +90,20 @@ class FileConverter {
             return failed(task_.problem);
         Collection collection;
         FileReport report;
-        ui_.setSpan(0, 0.5);
+        ui_.setSpan(0, request_.process ? 0.1 : 0.5);
         if (!readInput(collection, task_.input, request_.read, ui_, report))
             return notRead(report);
+        if (request_.process) {
+            ui_.setSpan(0.1, 0.5);
+            if (!processItems(collection, *request_.process, ui_, result_.process))
+                return failed(LastErrorText);
+            for (const ProcessItemReport& item : result_.process.run.items) {
+                if (item.outcome == ProcessOutcome::Failed)
+                    itemFailed(displayText(item.name) + ": " + item.error);
+            }
+            if (request_.reportOnly || (request_.dryRun && !namesOutput()))
+                return finish();
+        }
         ItemChoice choice;
         if (!chooseItems(collection, request_, task_.extension, choice))
             return failed(LastErrorText);
@@ -115,6 +126,10 @@ class FileConverter {
     }
 
   private:
+    bool namesOutput() const {
+        return !request_.output.empty() || !request_.folder.empty() || !request_.extension.empty();
+    }
+
     ConvertResult failed(std::string message) {
         result_.error = std::move(message);
         return finish();

@@ -60,6 +60,15 @@ std::string readExtension(const Arguments& arguments, ConvertRequest& request) {
             request.extension = rowExtension(request.row);
         return {};
     }
+    if (request.process && request.extension.empty() && request.output.empty()) {
+        // The outputs are of the types of the inputs; processes that measure need none.
+        if (arguments.has("dir") || arguments.has("dry-run"))
+            return {};
+        if (!request.process->process.row->process->measures)
+            return "say where to write: -o FILE, --to EXT or -d DIR; --dry-run shows what would change";
+        request.reportOnly = true;
+        return {};
+    }
     const bool toFile = !request.output.empty() && request.output != "-";
     if (request.extension.empty() && !toFile)
         return request.output == "-" ? "-o - needs --to, --type or --row"
@@ -222,7 +231,7 @@ class Planner {
         }
         std::map<std::string, std::string> takenBy;
         for (ConvertTask& task : tasks_) {
-            if (!task.problem.empty() || task.standardOutput)
+            if (!task.problem.empty() || task.standardOutput || namesNoOutput())
                 continue;
             const fs::path wanted = outputOf(task);
             fs::path path = wanted;
@@ -244,6 +253,12 @@ class Planner {
     }
 
   private:
+    // What only measures writes nothing, and a dry run may do without a place to write to.
+    bool namesNoOutput() const {
+        return request_.reportOnly || (request_.process && request_.dryRun && request_.output.empty() &&
+                                       request_.folder.empty() && request_.extension.empty());
+    }
+
     static fs::path outputOf(const ConvertTask& task) {
         return task.folder /
                pathFromUtf8(task.extension.empty() ? task.stem : task.stem + "." + task.extension);
@@ -270,7 +285,9 @@ class Planner {
             return;
         }
         task.stem = utf8FromPath(path.stem());
-        task.extension = request_.extension;
+        const std::string inputExtension = utf8FromPath(path.extension());
+        task.extension = !request_.extension.empty() || inputExtension.empty() ? request_.extension
+                                                                               : inputExtension.substr(1);
         task.folder = request_.folder.empty() ? path.parent_path() : request_.folder / subFolder;
         task.makeFolder = !request_.folder.empty();
     }

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "app/cli/process_items.h"
 #include "app/cli/read_input.h"
 #include "formats/framework/open_file.h"
 
@@ -25,8 +27,10 @@ struct ConvertRequest {
     ExistingOutputs existing = ExistingOutputs::Keep;
     bool recursive = false;
     bool dryRun = false;
-    bool songsOnly = false;  // songs are rendered, everything else is left alone
-    unsigned jobs = 0;       // worker processes; 0: in this process
+    bool songsOnly = false;                 // songs are rendered, everything else is left alone
+    std::optional<ProcessRequest> process;  // runs on what is read
+    bool reportOnly = false;                // a process that measures: nothing is written
+    unsigned jobs = 0;                      // worker processes; 0: in this process
 };
 
 // One input with the place its output goes to.
@@ -59,6 +63,7 @@ struct ConvertResult {
     std::string error;
     std::string skipReason;
     std::vector<std::string> warnings;
+    ProcessResult process;
 };
 
 }  // namespace velor::cli

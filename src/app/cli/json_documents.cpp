@@ -8,6 +8,7 @@
 
 #include "app/cli/convert_types.h"
 #include "app/cli/file_report.h"
+#include "app/cli/process_manual.h"
 #include "base/error.h"
 #include "base/text.h"
 #include "items/articulation_text.h"
@@ -281,6 +282,95 @@ std::string settingObject(std::string_view key, std::string_view value, std::str
     return textOf(json);
 }
 
+namespace {
+
+const char* const kValueKinds[] = {"switch", "whole", "number", "choice", "key", "text", "waveform"};
+
+Json parameterObject(const ProcessParameter& parameter) {
+    Json json;
+    json["key"] = parameter.key;
+    json["label"] = parameter.label;
+    json["kind"] = kValueKinds[static_cast<std::size_t>(parameter.kind)];
+    json["unit"] = parameter.unit;
+    json["default"] = defaultText(parameter, {});
+    if (parameter.kind == ProcessValueKind::Choice) {
+        json["choices"] = Json::array();
+        for (const std::string_view word : split(parameter.words, '|'))
+            json["choices"].push_back(std::string(word));
+    } else if (parameter.kind == ProcessValueKind::Number || parameter.kind == ProcessValueKind::Whole ||
+               parameter.kind == ProcessValueKind::Key) {
+        json["minimum"] = parameter.least;
+        json["maximum"] = parameter.most;
+    }
+    json["help"] = parameter.help;
+    return json;
+}
+
+Json processedObject(const ProcessResult& result) {
+    static constexpr const char* kOutcomes[] = {"unchanged", "changed", "failed"};
+    static constexpr const char* kChanges[] = {"changed", "added", "removed"};
+    Json items = Json::array();
+    for (const ProcessItemReport& item : result.run.items) {
+        Json values = Json::array();
+        for (const ProcessMeasure& measure : item.measures) {
+            Json value{{"name", displayText(measure.what)}};
+            if (!measure.text.empty())
+                value["text"] = displayText(measure.text);
+            else if (std::isfinite(measure.value))
+                value["value"] = measure.value;
+            else
+                value["value"] = nullptr;
+            value["unit"] = measure.unit;
+            values.push_back(std::move(value));
+        }
+        items.push_back(
+            {{"id", hexId(item.id)},
+             {"kind", item.id.kind() == ItemKind::Collection ? "Collection" : kindName(item.id.kind())},
+             {"name", displayText(item.name)},
+             {"result", kOutcomes[static_cast<std::size_t>(item.outcome)]},
+             {"error", displayText(item.error)},
+             {"values", std::move(values)}});
+    }
+    Json changes = Json::array();
+    for (const ItemChange& change : result.changes) {
+        Json fields = Json::array();
+        for (const FieldChange& field : change.fields)
+            fields.push_back(
+                {{"field", field.what}, {"from", displayText(field.from)}, {"to", displayText(field.to)}});
+        changes.push_back({{"id", hexId(change.id)},
+                           {"kind", kindName(change.id.kind())},
+                           {"name", displayText(change.name)},
+                           {"change", kChanges[static_cast<std::size_t>(change.kind)]},
+                           {"fields", std::move(fields)}});
+    }
+    Json json;
+    json["name"] = result.name;
+    json["message"] = result.run.message;
+    json["changed"] = result.run.changed;
+    json["failed"] = result.run.failed;
+    json["items"] = std::move(items);
+    json["changes"] = std::move(changes);
+    return json;
+}
+
+}  // namespace
+
+std::string processObject(ProcessFlavour flavour, const ProcessRow& row) {
+    Json json;
+    json["name"] = row.name;
+    json["word"] = processWord(row);
+    json["catalogue"] = flavourWord(flavour);
+    json["built"] = processBuilt(row);
+    json["measures"] = row.process->measures;
+    json["worksOnSelection"] = (row.flags & kWorksOnSelection) != 0;
+    json["offered"] = std::string(offeredFor(row));
+    json["help"] = row.process->help;
+    json["settings"] = Json::array();
+    for (const ProcessParameter& parameter : row.process->parameters)
+        json["settings"].push_back(parameterObject(parameter));
+    return textOf(json);
+}
+
 std::string convertObject(const ConvertResult& result) {
     Json outputs = Json::array();
     Json targets = Json::array();
@@ -303,6 +393,8 @@ std::string convertObject(const ConvertResult& result) {
     json["targets"] = std::move(targets);
     json["reason"] = displayText(result.skipReason);
     json["interrupted"] = result.interrupted;
+    if (result.process.ran)
+        json["process"] = processedObject(result.process);
     return textOf(json);
 }
 

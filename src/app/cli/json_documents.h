@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "app/processing/catalogue.h"
 #include "formats/framework/format_table.h"
 #include "items/item.h"
 
@@ -46,6 +47,9 @@ std::string identifyObject(const FileReport& report, bool explained,
 // One setting; all values as texts, as the settings verb prints them.
 std::string settingObject(std::string_view key, std::string_view value, std::string_view standard,
                           std::string_view meaning);
+
+// A process of a catalogue with its settings.
+std::string processObject(ProcessFlavour flavour, const ProcessRow& row);
 
 std::string convertObject(const ConvertResult& result);
 // The inverse of convertObject, for results that come from a worker process. False for anything else.

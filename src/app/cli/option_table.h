@@ -24,6 +24,7 @@ enum class ValueKind {
     WriteExtension,  // an extension that some row writes
     WriteType,       // the description of a row that writes
     Setting,         // the key of a setting
+    Process,         // the name of a process
     Verb,
 };
 
@@ -63,6 +64,8 @@ struct VerbSpec {
     std::span<const char* const> examples;
     int (*run)(const Arguments& arguments);
     bool hidden = false;
+    // The help on one of the things that the verb's first argument names; nullptr when there is none.
+    std::string (*topicHelp)(std::string_view topic) = nullptr;
 };
 
 std::span<const VerbSpec> verbTable();

@@ -214,6 +214,9 @@ ParseResult parseCommandLine(std::vector<std::string> arguments) {
     if (asksFor(arguments, "--help", "-h")) {
         result.outcome = ParseResult::Outcome::ShowHelp;
         result.helpVerb = verb;
+        // Options come before the verb or behind its first argument.
+        if (verb->topicHelp && position < arguments.size() && !arguments[position].starts_with('-'))
+            result.helpTopic = arguments[position];
         return result;
     }
     result.error = VerbParser(*verb).parse(std::move(arguments), result.arguments);
