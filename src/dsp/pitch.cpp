@@ -24,6 +24,7 @@ constexpr double kTrustedClarity = 0.5;
 constexpr double kSamePitch = 0.5;  // semitones
 constexpr double kPeriodPrecision = 0.02;
 constexpr std::uint32_t kUnrolledShare = 2;  // of a second: loops of shorter waveforms are played on to 1/2 s
+constexpr std::uint32_t kHighestUnrolledRate = 1 << 20;  // Hz; files may claim anything
 
 // Correlation of one run of samples with runs elsewhere in the same samples.
 class PeriodMatch {
@@ -166,7 +167,7 @@ DetectedPitch pitchOfFrequency(double frequency) {
 }
 
 std::vector<float> playedOn(const Waveform& waveform, std::span<const float> mono) {
-    const std::size_t wanted = waveform.sampleRate / kUnrolledShare;
+    const std::size_t wanted = std::min(waveform.sampleRate, kHighestUnrolledRate) / kUnrolledShare;
     const double end = std::floor(waveform.loopEnd);
     const double start = end - std::floor(waveform.loopEnd - waveform.loopStart + 0.5);
     if (!waveform.looped || waveform.loopMode == LoopMode::None || mono.size() >= wanted || !(start >= 0) ||

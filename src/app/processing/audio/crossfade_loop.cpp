@@ -27,8 +27,10 @@ ProcessOutcome run(ProcessJob& job) {
     if (!waveform.looped)
         return ProcessOutcome::Unchanged;
     const std::uint32_t longest = longestCrossfade(waveform);
+    // In a list, such loops are left as they are.
     if (longest == 0)
-        return processFailed("There is nothing before the loop start to cross-fade with");
+        return job.count > 1 ? ProcessOutcome::Unchanged
+                             : processFailed("There is nothing before the loop start to cross-fade with");
     LoopCrossfade fade{.start = static_cast<std::uint32_t>(std::floor(waveform.loopStart)),
                        .end = static_cast<std::uint32_t>(std::ceil(waveform.loopEnd)),
                        .reverse = job.settings.flag("reverse"),
