@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/error.h"
+#include "dsp/editable_samples.h"
 #include "base/rounding.h"
 #include "dsp/loop_similarity.h"
 #include "dsp/pitch_period.h"
@@ -229,11 +230,13 @@ bool detectPitch(std::span<const float> mono, std::uint32_t rate, DetectedPitch&
     return detectPitch(mono, mono, rate, pitch);
 }
 
-bool detectPitch(Waveform& waveform, DetectedPitch& pitch) {
+bool detectPitch(Waveform& waveform, DetectedPitch& pitch, UserInterface* ui) {
     if (!waveform.loadSamples())
         return fail(kPitchFailed);
     try {
-        const std::vector<float> mono = monoCopy(waveform.samples(), waveform.channels);
+        const std::vector<float> mono = monoCopy(waveform.samples(), waveform.channels, ui);
+        if (mono.empty() && waveform.frames > 0)
+            return fail(kProcessingCancelled);
         return detectPitch(mono, playedOn(waveform, mono), waveform.sampleRate, pitch);
     } catch (const std::bad_alloc&) {
         return fail(kPitchFailed);

@@ -28,8 +28,9 @@ struct DetectedPitch {
 DetectedPitch pitchOfFrequency(double frequency);
 
 // The fundamental of a waveform (1 or 2 channels), with its samples loaded when they are not. False with
-// kPitchFailed when they can not be loaded, or for silence, less than 8 frames and the like.
-bool detectPitch(Waveform& waveform, DetectedPitch& pitch);
+// kPitchFailed when they can not be loaded, or for silence, less than 8 frames and the like; with
+// kProcessingCancelled when the user of `ui` (may be null) ends it.
+bool detectPitch(Waveform& waveform, DetectedPitch& pitch, UserInterface* ui = nullptr);
 // The same of one channel of samples.
 bool detectPitch(std::span<const float> mono, std::uint32_t rate, DetectedPitch& pitch);
 

@@ -22,8 +22,8 @@ constexpr ProcessParameter kParameters[] = {
 ProcessOutcome run(ProcessJob& job) {
     Waveform& waveform = job.waveform();
     DetectedPitch pitch;
-    if (!detectPitch(waveform, pitch))
-        return processFailed(kPitchFailed);
+    if (!detectPitch(waveform, pitch, &job.ui))
+        return ProcessOutcome::Failed;
     job.measure("frequency", static_cast<double>(pitch.frequency), "Hz");
     const int difference = tuningDifference(waveform, pitch);
     job.measure("tuning adjusted by", difference, "cents");

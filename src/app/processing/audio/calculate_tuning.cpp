@@ -15,8 +15,8 @@ std::string toneText(std::uint8_t key, int cents, const NoteNaming& naming) {
 ProcessOutcome run(ProcessJob& job) {
     Waveform& waveform = job.waveform();
     DetectedPitch pitch;
-    if (!detectPitch(waveform, pitch))
-        return processFailed(kPitchFailed);
+    if (!detectPitch(waveform, pitch, &job.ui))
+        return ProcessOutcome::Failed;
     job.measure("frequency", static_cast<double>(pitch.frequency), "Hz");
     // A tone above its key has a negative fine tune: that is what playing must add.
     job.report.measures.push_back({"tone", 0, {}, toneText(pitch.key, -pitch.cents, job.context.naming)});
