@@ -191,7 +191,7 @@ constexpr const char* kRenderExamples[] = {
     "velor song.mid song.wav",
 };
 constexpr const char* kProcessExamples[] = {
-    "velor process normalize-volume --set target=-18 kick.wav -o kick-18.wav",
+    "velor process normalize-volume --set loudness=-18 kick.wav -o kick-18.wav",
     "velor process statistics *.wav",
     "velor process cut-away-selection --select 0:1.5s take.wav -o cut.wav",
     "velor process --list",
