@@ -14,7 +14,7 @@ namespace velor {
 namespace {
 
 constexpr std::uint64_t kMostFrames = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t kBlock = 1 << 17;     // frames copied between two looks at the abort flag
+constexpr std::uint64_t kBlock = 1 << 17;      // frames copied between two looks at the abort flag
 constexpr std::uint64_t kFadeBlock = 1 << 14;  // and faded, at a cosine each
 
 float finite(float sample) {
@@ -23,7 +23,8 @@ float finite(float sample) {
 
 // The share of what fades in at frame i of `length`; symmetric, so that both sides add up to 1.
 double fadeIn(std::uint64_t i, std::uint64_t length) {
-    return 0.5 - 0.5 * std::cos(std::numbers::pi * (static_cast<double>(i) + 0.5) / static_cast<double>(length));
+    return 0.5 -
+           0.5 * std::cos(std::numbers::pi * (static_cast<double>(i) + 0.5) / static_cast<double>(length));
 }
 
 template <typename Frame>
@@ -157,8 +158,8 @@ bool FrameEdit::fadeJoin(const Piece& left, const Piece& right, float* result, U
     const bool keptRight = right.own && !right.samples;
     const std::uint64_t leftEnd = left.first + left.count;
     if (keptLeft && keptRight) {
-        const std::uint64_t half = std::min({joinFade_ / 2, left.count / 2, right.count / 2,
-                                             ownFrames_ - leftEnd, right.first});
+        const std::uint64_t half =
+            std::min({joinFade_ / 2, left.count / 2, right.count / 2, ownFrames_ - leftEnd, right.first});
         float* to = result + (right.at - half) * channels_;
         return inBlocks(2 * half, kFadeBlock, ui, [&](std::uint64_t i) {
             const double share = fadeIn(i, 2 * half);
@@ -175,9 +176,9 @@ bool FrameEdit::fadeJoin(const Piece& left, const Piece& right, float* result, U
             const double share = fadeIn(i, length);
             for (unsigned channel = 0; channel < channels_; ++channel) {
                 float& sample = to[i * channels_ + channel];
-                sample = static_cast<float>(
-                    (1 - share) * static_cast<double>(finite(ownSample(leftEnd + i, channel))) +
-                    share * static_cast<double>(finite(sample)));
+                sample = static_cast<float>((1 - share) *
+                                                static_cast<double>(finite(ownSample(leftEnd + i, channel))) +
+                                            share * static_cast<double>(finite(sample)));
             }
         });
     }
@@ -297,7 +298,8 @@ bool applyFrameEdit(Collection& collection, Waveform& waveform, const FrameEdit&
 
 std::uint64_t framesOfTime(double milliseconds, std::uint32_t rate) {
     const double frames = milliseconds * rate / 1000;
-    return static_cast<std::uint64_t>(std::clamp<std::int64_t>(roundToInteger(frames), 0, std::int64_t{1} << 32));
+    return static_cast<std::uint64_t>(
+        std::clamp<std::int64_t>(roundToInteger(frames), 0, std::int64_t{1} << 32));
 }
 
 }  // namespace velor

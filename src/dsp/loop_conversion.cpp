@@ -17,7 +17,8 @@ constexpr std::size_t kBlock = 1 << 18;  // samples or frames between two looks 
 
 // Inserts frames at `at`, taken from the waveform itself by source(i) (a frame index) for i < count.
 template <typename Source>
-bool insertFrames(Waveform& waveform, std::uint32_t at, std::uint64_t count, Source source, UserInterface* ui) {
+bool insertFrames(Waveform& waveform, std::uint32_t at, std::uint64_t count, Source source,
+                  UserInterface* ui) {
     if (count > std::numeric_limits<std::uint32_t>::max() - waveform.frames)
         return fail(kOutOfMemory);
     const std::size_t channels = waveform.channels;

@@ -17,8 +17,8 @@ struct SilenceSearch {
 };
 
 // The sounds in interleaved frames, in order, with at least `shortestSilence` silent frames between any two.
-// Samples that are not finite count as 0. False when aborted (kProcessingCancelled) or when memory is missing;
-// tells the progress from 0 to 1.
+// Samples that are not finite count as 0. False when aborted (kProcessingCancelled) or when memory is
+// missing; tells the progress from 0 to 1.
 bool findSounds(std::span<const float> samples, unsigned channels, const SilenceSearch& search,
                 std::vector<FrameRange>& sounds, UserInterface& ui);
 

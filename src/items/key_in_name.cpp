@@ -114,7 +114,9 @@ class Reader {
             return 0;
         if (!endsNote(end))
             return 0;
-        const auto keyOf = [&](int inOctave) { return 60 + key + 12 * (inOctave - options_.octaveOfMiddleC); };
+        const auto keyOf = [&](int inOctave) {
+            return 60 + key + 12 * (inOctave - options_.octaveOfMiddleC);
+        };
         if (negative && keyOf(-octave) >= 0)
             octave = -octave;
         evidence.add(keyOf(octave));
@@ -133,7 +135,7 @@ class Reader {
             bool german;
         };
         static constexpr std::array<Spelling, 8> kSpellings = {{{"#", 1, false},
-                                                                {"\xE2\x99\xAF", 1, false},  // ♯ in UTF-8
+                                                                {"\xE2\x99\xAF", 1, false},   // ♯ in UTF-8
                                                                 {"\xE2\x99\xAD", -1, false},  // ♭
                                                                 {"sharp", 1, false},
                                                                 {"flat", -1, false},
@@ -186,14 +188,14 @@ class Reader {
 
     void readNumber(std::size_t first, std::size_t end, int value, Evidence& certain,
                     Evidence& possible) const {
-        static constexpr std::string_view kKeyWords[] = {"key", "keynum", "note",    "root",
-                                                         "rootkey", "midi", "midinote"};
+        static constexpr std::string_view kKeyWords[] = {"key",     "keynum", "note",    "root",
+                                                         "rootkey", "midi",   "midinote"};
         static constexpr std::string_view kOtherWords[] = {
-            "v",   "vel", "velocity", "rr", "take", "tk", "layer", "lyr", "track", "trk", "bpm", "no",
-            "nr",  "var", "part",     "pt", "ch",   "cd", "disk",  "vol", "loop",  "set", "mic",
-            "rev", "ver", "version",  "bank", "prg", "pgm", "dyn", "seq", "pan", "alt", "tempo"};
-        static constexpr std::string_view kUnits[] = {"hz", "khz", "bit", "bits", "bpm", "ms", "s",
-                                                      "sec", "db", "k",  "st",  "nd",   "rd",  "th"};
+            "v",   "vel",     "velocity", "rr",  "take", "tk",  "layer", "lyr", "track", "trk",  "bpm", "no",
+            "nr",  "var",     "part",     "pt",  "ch",   "cd",  "disk",  "vol", "loop",  "set",  "mic", "rev",
+            "ver", "version", "bank",     "prg", "pgm",  "dyn", "seq",   "pan", "alt",   "tempo"};
+        static constexpr std::string_view kUnits[] = {"hz",  "khz", "bit", "bits", "bpm", "ms", "s",
+                                                      "sec", "db",  "k",   "st",   "nd",  "rd", "th"};
         const std::string before = wordBefore(first);
         if (value <= 127 && std::ranges::find(kKeyWords, before) != std::end(kKeyWords)) {
             certain.add(value);

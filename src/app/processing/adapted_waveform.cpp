@@ -46,7 +46,8 @@ SampleBufferRef adaptFrames(Waveform& source, const Waveform& target, std::uint8
     }
     const std::span<const float> from = std::as_const(*fitting).samples();
     const unsigned had = std::max<unsigned>(fitting->channels, 1);
-    const auto frames = static_cast<std::uint32_t>(std::min<std::uint64_t>(fitting->frames, from.size() / had));
+    const auto frames =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(fitting->frames, from.size() / had));
     SampleBufferRef adapted(SampleBuffer::create(frames, channels, static_cast<float>(target.sampleRate)));
     if (!adapted) {
         fail(kOutOfMemory);
@@ -65,7 +66,8 @@ SampleBufferRef adaptFrames(Waveform& source, const Waveform& target, std::uint8
         }
         const float* frame = from.data() + i * had;
         for (unsigned channel = 0; channel < channels; ++channel) {
-            const float sample = channels < had ? 0.5f * (frame[0] + frame[1]) : frame[std::min(channel, had - 1)];
+            const float sample =
+                channels < had ? 0.5f * (frame[0] + frame[1]) : frame[std::min(channel, had - 1)];
             to[i * channels + channel] = factor * sample;
         }
     }

@@ -155,12 +155,12 @@ ProcessOutcome replaceInName(Item& item, const ProcessSettings& settings) {
     const bool regex = settings.flag("regex");
     if (search.empty())
         return processFailed("There is no text to search for");
-    // Settings are UTF-8. Names in the old 8-bit encoding are looked at, and become, UTF-8 where that matters.
+    // Settings are UTF-8. Names in the old 8-bit encoding are looked at, and become, UTF-8 where that
+    // matters.
     const auto isAscii = [](std::string_view text) {
         return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     };
-    const std::string name =
-        isAscii(search) && isAscii(replacement) ? item.name() : displayText(item.name());
+    const std::string name = isAscii(search) && isAscii(replacement) ? item.name() : displayText(item.name());
     std::string replaced;
     if (regex) {
         if (search.size() > kLongestPattern)

@@ -24,8 +24,7 @@ bool findKeptSounds(const ProcessJob& job, const Waveform& waveform, std::vector
         const std::uint64_t first = sounds[i].first, end = first + sounds[i].count;
         const std::uint64_t next = i + 1 < sounds.size() ? sounds[i + 1].first : waveform.frames;
         // The silence behind a sound that is too short for both margins is shared.
-        const std::uint64_t behind =
-            std::min(keep, i + 1 < sounds.size() ? (next - end) / 2 : next - end);
+        const std::uint64_t behind = std::min(keep, i + 1 < sounds.size() ? (next - end) / 2 : next - end);
         const std::uint64_t from = std::max(before, first - std::min(first, keep));
         before = end + behind;
         sounds[i] = {static_cast<std::uint32_t>(from), static_cast<std::uint32_t>(before - from)};

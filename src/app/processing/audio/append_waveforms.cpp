@@ -3,6 +3,7 @@
 #include "app/processing/other_waveform.h"
 #include "app/processing/part_progress.h"
 #include "base/error.h"
+#include "base/text.h"
 #include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
 
@@ -68,8 +69,8 @@ struct Overlap {
             const double rise = equalPower ? std::sin(share * std::numbers::pi / 2) : share;
             const double fall = equalPower ? std::cos(share * std::numbers::pi / 2) : 1 - share;
             for (unsigned channel = 0; channel < channels; ++channel) {
-                const double sum = fall * static_cast<double>(out(i, channel)) +
-                                   rise * static_cast<double>(in(i, channel));
+                const double sum =
+                    fall * static_cast<double>(out(i, channel)) + rise * static_cast<double>(in(i, channel));
                 const float sample = std::isfinite(sum) ? static_cast<float>(sum) : 0.0f;
                 mixed->data()[std::size_t{i} * channels + channel] = sample;
                 peak = std::max(peak, std::abs(sample));
@@ -104,9 +105,8 @@ ProcessOutcome join(ProcessJob& job, Waveform& other, bool before) {
     };
     Overlap faded;
     const bool power = set.choice("curve") == 1;
-    if (overlap > 0 &&
-        !(before ? faded.make(overlap, channels, power, otherSample, ownSample, job.ui)
-                 : faded.make(overlap, channels, power, ownSample, otherSample, job.ui)))
+    if (overlap > 0 && !(before ? faded.make(overlap, channels, power, otherSample, ownSample, job.ui)
+                                : faded.make(overlap, channels, power, ownSample, otherSample, job.ui)))
         return ProcessOutcome::Failed;
     const std::span<const float> mixed =
         overlap > 0 ? std::as_const(*faded.mixed.get()).samples() : std::span<const float>();
@@ -128,7 +128,9 @@ ProcessOutcome join(ProcessJob& job, Waveform& other, bool before) {
     if (!applyFrameEdit(job.collection(), waveform, edit, building))
         return ProcessOutcome::Failed;
     if (faded.peak > 1)
-        job.ui.warn({"\"" + job.report.name + "\" is now louder than full scale where both overlap", "", 0});
+        job.ui.warn(
+            {"\"" + displayText(job.report.name) + "\" is now louder than full scale where both overlap", "",
+             0});
     return ProcessOutcome::Changed;
 }
 
@@ -178,7 +180,8 @@ ProcessOutcome run(ProcessJob& job) {
 constinit const ProcessDefinition appendWaveforms{
     run, kParameters,
     "Joins another waveform to this one: behind it, before it, or as its other channel. It is resampled to "
-    "this one's rate and made as loud as it plays by itself. Name, root key, tuning and loop stay this one's; "
+    "this one's rate and made as loud as it plays by itself. Name, root key, tuning and loop stay this "
+    "one's; "
     "the loop and the loop points of regions move with their frames. The other waveform stays as it is."};
 
 }  // namespace velor::audio_processes

@@ -20,7 +20,8 @@ constexpr ProcessParameter kParameters[] = {
      .label = "Loop mode",
      .kind = ProcessValueKind::Choice,
      .words = "keep|none|forward|backward|alternating",
-     .help = "Of loops that are on afterwards. keep: as it was, forward where there was none; none: no loop."},
+     .help =
+         "Of loops that are on afterwards. keep: as it was, forward where there was none; none: no loop."},
     {.key = "until-release",
      .label = "Loop until the key is released",
      .kind = ProcessValueKind::Choice,
@@ -89,7 +90,8 @@ ProcessOutcome run(ProcessJob& job) {
 constinit const ProcessDefinition enableLoops{
     run, kParameters,
     "Switches loops on or off without touching samples or loop points. A waveform that has no loop points "
-    "loops from its first frame to its last. Regions that have their own loop switch keep it unless you choose "
+    "loops from its first frame to its last. Regions that have their own loop switch keep it unless you "
+    "choose "
     "otherwise."};
 
 }  // namespace velor::audio_processes

@@ -4,6 +4,7 @@
 #include "app/processing/other_waveform.h"
 #include "app/processing/part_progress.h"
 #include "base/error.h"
+#include "base/text.h"
 #include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
 
@@ -96,7 +97,7 @@ ProcessOutcome run(ProcessJob& job) {
     if (!applyFrameEdit(job.collection(), waveform, edit, building))
         return ProcessOutcome::Failed;
     if (peak > 1)
-        job.ui.warn({"\"" + job.report.name + "\" is now louder than full scale", "", 0});
+        job.ui.warn({"\"" + displayText(job.report.name) + "\" is now louder than full scale", "", 0});
     return ProcessOutcome::Changed;
 }
 

@@ -60,7 +60,8 @@ ProcessOutcome run(ProcessJob& job) {
 
 constinit const ProcessDefinition loopSelection{
     run, kParameters,
-    "Makes the selected frames the waveform's loop; the samples stay as they are. Regions with loop points of "
+    "Makes the selected frames the waveform's loop; the samples stay as they are. Regions with loop points "
+    "of "
     "their own keep them unless you ask for this loop everywhere."};
 
 }  // namespace velor::audio_processes

@@ -1,6 +1,7 @@
 #include "app/processing/audio/processes.h"
 #include "base/error.h"
 #include "base/rounding.h"
+#include "base/text.h"
 #include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
 
@@ -96,8 +97,8 @@ Search moveLoop(const Crossings& crossings, bool keepLength, LoopPoints& loop) {
             return Search::Aborted;
         if (newStart < 0)
             continue;
-        const std::int64_t newEnd = keepLength ? newStart + (end - start)
-                                               : crossings.nearest(end, rising, newStart + 1, aborted);
+        const std::int64_t newEnd =
+            keepLength ? newStart + (end - start) : crossings.nearest(end, rising, newStart + 1, aborted);
         if (aborted)
             return Search::Aborted;
         if (newEnd < 0 || newEnd > last)
@@ -144,7 +145,7 @@ ProcessOutcome run(ProcessJob& job) {
         regions.emplace_back(region, loop);
     }
     if (missed)
-        job.ui.warn({"\"" + job.report.name +
+        job.ui.warn({"\"" + displayText(job.report.name) +
                          "\" has no matching zero crossings near the points of a loop, which stays as it is",
                      "", 0});
     bool changed = moved != before;

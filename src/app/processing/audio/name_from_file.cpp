@@ -50,8 +50,9 @@ ProcessOutcome run(ProcessJob& job) {
 
 constinit const ProcessDefinition nameFromFile{
     .run = run,
-    .help = "Names each waveform after the file that it was read from, without folders and extension. Several "
-            "from one file are numbered; a waveform whose file is not known keeps its name. Nothing but names "
-            "changes."};
+    .help =
+        "Names each waveform after the file that it was read from, without folders and extension. Several "
+        "from one file are numbered; a waveform whose file is not known keeps its name. Nothing but names "
+        "changes."};
 
 }  // namespace velor::audio_processes

@@ -15,14 +15,11 @@ constexpr ProcessParameter kParameters[] = {
      .label = "New name",
      .kind = ProcessValueKind::Text,
      .standardText = "{name} {note}",
-     .help = "{name} is the name so far, {note} the root key as a note, {key} as a number, {cents} the tuning "
-             "as \"+5\", {index} the place in the list from 1 on. {key:3} and {index:3} fill up with zeros to "
-             "three digits."},
-    {.key = "first",
-     .label = "First index",
-     .kind = ProcessValueKind::Whole,
-     .most = 999999,
-     .standard = 1},
+     .help =
+         "{name} is the name so far, {note} the root key as a note, {key} as a number, {cents} the tuning "
+         "as \"+5\", {index} the place in the list from 1 on. {key:3} and {index:3} fill up with zeros to "
+         "three digits."},
+    {.key = "first", .label = "First index", .kind = ProcessValueKind::Whole, .most = 999999, .standard = 1},
 };
 
 // The text of a field, false for an unknown one.
@@ -34,7 +31,9 @@ bool fieldText(const ProcessJob& job, std::string_view field, std::string& text)
     if (colon != std::string_view::npos &&
         (!parseInteger(field.substr(colon + 1), digits) || digits < 1 || digits > 9))
         return false;
-    const auto number = [&](long long value) { return formatText("%0*lld", static_cast<int>(digits), value); };
+    const auto number = [&](long long value) {
+        return formatText("%0*lld", static_cast<int>(digits), value);
+    };
     if (what == "key") {
         text = number(waveform.rootKey);
         return true;
@@ -51,8 +50,8 @@ bool fieldText(const ProcessJob& job, std::string_view field, std::string& text)
         text = noteName(std::min<std::uint8_t>(waveform.rootKey, 127),
                         {.names = true, .octaveOfMiddleC = job.context.naming.octaveOfMiddleC});
     else if (what == "cents")
-        text = formatText("%+lld", static_cast<long long>(
-                                       roundToInteger(static_cast<double>(waveform.tuningCents()))));
+        text = formatText(
+            "%+lld", static_cast<long long>(roundToInteger(static_cast<double>(waveform.tuningCents()))));
     else
         return false;
     return true;

@@ -1,6 +1,7 @@
 #include "app/processing/audio/processes.h"
 #include "app/processing/part_progress.h"
 #include "app/processing/silence_settings.h"
+#include "base/text.h"
 #include "dsp/frame_edit.h"
 
 namespace velor::audio_processes {
@@ -12,10 +13,7 @@ constexpr ProcessParameter kParameters[] = {
     kSilenceMinimum,
     kShortestSound,
     kSilenceKeep,
-    {.key = "start",
-     .label = "Remove it at the start",
-     .kind = ProcessValueKind::Switch,
-     .standard = 1},
+    {.key = "start", .label = "Remove it at the start", .kind = ProcessValueKind::Switch, .standard = 1},
     {.key = "inside", .label = "Remove it inside", .kind = ProcessValueKind::Switch, .standard = 1},
     {.key = "end", .label = "Remove it at the end", .kind = ProcessValueKind::Switch, .standard = 1},
     {.key = "fade",
@@ -38,7 +36,8 @@ ProcessOutcome run(ProcessJob& job) {
         return ProcessOutcome::Failed;
     if (sounds.empty()) {
         if (waveform.frames > 0)
-            job.ui.warn({"\"" + job.report.name + "\" is silent throughout and stays as it is", "", 0});
+            job.ui.warn(
+                {"\"" + displayText(job.report.name) + "\" is silent throughout and stays as it is", "", 0});
         return ProcessOutcome::Unchanged;
     }
     FrameEdit edit(waveform);

@@ -2,6 +2,7 @@
 #include "app/processing/part_progress.h"
 #include "base/error.h"
 #include "base/rounding.h"
+#include "base/text.h"
 #include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
 #include "dsp/loop_conversion.h"
@@ -56,9 +57,10 @@ constexpr ProcessParameter kParameters[] = {
      .label = "Reach that length by",
      .kind = ProcessValueKind::Choice,
      .words = "resample|repeat|move",
-     .help = "resample: the whole waveform to a rate at which it fits, the pitch stays; repeat: the loop, as "
-             "often as it takes; move: chooses the most alike points nearby, which changes the pitch of short "
-             "loops."},
+     .help =
+         "resample: the whole waveform to a rate at which it fits, the pitch stays; repeat: the loop, as "
+         "often as it takes; move: chooses the most alike points nearby, which changes the pitch of short "
+         "loops."},
     {.key = "append",
      .label = "Make at least 32 frames follow the loop",
      .kind = ProcessValueKind::Switch,
@@ -77,8 +79,7 @@ bool isWhole(double frame) {
 // One waveform on its way through the steps. Each gives false with LastErrorText.
 class Sanitizer {
   public:
-    explicit Sanitizer(ProcessJob& job)
-        : job_(job), waveform_(job.waveform()), settings_(job.settings) {
+    explicit Sanitizer(ProcessJob& job) : job_(job), waveform_(job.waveform()), settings_(job.settings) {
         for (Region* region : job.collection().all<Region>()) {
             if (region->waveform() == &waveform_)
                 regions_.emplace_back(region, region->overrides);
@@ -144,8 +145,8 @@ class Sanitizer {
             const double first = start ? own.loopStart : waveform_.loopStart;
             const double last = end ? own.loopEnd : waveform_.loopEnd;
             if ((start || end) && last <= first)
-                own.flags &= static_cast<std::uint8_t>(
-                    ~(RegionOverrides::LoopStart | RegionOverrides::LoopEnd));
+                own.flags &=
+                    static_cast<std::uint8_t>(~(RegionOverrides::LoopStart | RegionOverrides::LoopEnd));
         }
         return true;
     }
@@ -181,7 +182,7 @@ class Sanitizer {
             return LastErrorText.empty();
         changed_ = true;
         if (pinned)
-            job_.ui.warn({"Regions that loop \"" + job_.report.name +
+            job_.ui.warn({"Regions that loop \"" + displayText(job_.report.name) +
                               "\" in another way or elsewhere keep their loops",
                           "", 0});
         return true;
@@ -226,7 +227,8 @@ class Sanitizer {
         const std::uint64_t added = length * (times - 1);
         if (added + waveform_.frames > 4294967295u)
             return fail(kTooManyFrames);
-        SampleBufferRef copies(SampleBuffer::create(static_cast<std::uint32_t>(added), waveform_.channels, 0));
+        SampleBufferRef copies(
+            SampleBuffer::create(static_cast<std::uint32_t>(added), waveform_.channels, 0));
         if (!copies)
             return fail(kOutOfMemory);
         const std::size_t channels = waveform_.channels;
@@ -309,8 +311,9 @@ class Sanitizer {
         std::int64_t count = 0;
         for (std::int64_t i = -std::min(kCompared, a); i < kCompared && b + i < waveform_.frames; ++i) {
             for (std::int64_t channel = 0; channel < channels; ++channel) {
-                const double step = static_cast<double>(samples[static_cast<std::size_t>((a + i) * channels + channel)]) -
-                                    static_cast<double>(samples[static_cast<std::size_t>((b + i) * channels + channel)]);
+                const double step =
+                    static_cast<double>(samples[static_cast<std::size_t>((a + i) * channels + channel)]) -
+                    static_cast<double>(samples[static_cast<std::size_t>((b + i) * channels + channel)]);
                 sum += std::isfinite(step) ? step * step : 0.0;
             }
             ++count;

@@ -2,6 +2,7 @@
 #include "app/processing/part_progress.h"
 #include "app/processing/silence_settings.h"
 #include "base/error.h"
+#include "base/text.h"
 #include "dsp/frame_edit.h"
 
 #include <algorithm>
@@ -56,7 +57,8 @@ bool buildParts(ProcessJob& job, const std::vector<FrameRange>& sounds, std::vec
         edit.keep(sound.first, sound.first + sound.count);
         edit.fadeEnds(fade);
         const double done = static_cast<double>(parts.size()) / static_cast<double>(sounds.size());
-        PartProgress part(job.ui, 0.5 + 0.5 * done, 0.5 + 0.5 * done + 0.5 / static_cast<double>(sounds.size()));
+        PartProgress part(job.ui, 0.5 + 0.5 * done,
+                          0.5 + 0.5 * done + 0.5 / static_cast<double>(sounds.size()));
         SampleBufferRef buffer = edit.build(part);
         if (!buffer)
             return false;
@@ -78,8 +80,9 @@ ProcessOutcome run(ProcessJob& job) {
     if (sounds.size() < 2)
         return ProcessOutcome::Unchanged;
     if (sounds.size() > kMostParts)
-        return processFailed(formatText("This would make %u waveforms; choose a lower threshold or a longer silence",
-                                        static_cast<unsigned>(sounds.size())));
+        return processFailed(
+            formatText("This would make %u waveforms; choose a lower threshold or a longer silence",
+                       static_cast<unsigned>(sounds.size())));
     std::vector<Part> parts;
     if (!buildParts(job, sounds, parts))
         return ProcessOutcome::Failed;
@@ -91,7 +94,8 @@ ProcessOutcome run(ProcessJob& job) {
     }
     std::vector<ItemId> created;
     for (Part& part : parts) {
-        auto* split = collection.create<Waveform>(partName(waveform.name(), created.size() + 1, parts.size()));
+        auto* split =
+            collection.create<Waveform>(partName(waveform.name(), created.size() + 1, parts.size()));
         if (!split) {
             collection.removeAll(ItemKind::Waveform, created);
             return processFailed(kOutOfMemory);
@@ -115,7 +119,8 @@ ProcessOutcome run(ProcessJob& job) {
     if (original == kKeepOriginal)
         return ProcessOutcome::Changed;
     if (original == kAutomatic && !players.empty()) {
-        job.ui.warn({"\"" + job.report.name + "\" is kept beside its parts: regions play it", "", 0});
+        job.ui.warn(
+            {"\"" + displayText(job.report.name) + "\" is kept beside its parts: regions play it", "", 0});
         return ProcessOutcome::Changed;
     }
     FrameEdit first(waveform);
@@ -132,7 +137,8 @@ ProcessOutcome run(ProcessJob& job) {
 
 constinit const ProcessDefinition splitAtSilence{
     run, kParameters,
-    "Makes a waveform of each sound between silent sections, named after the original with a number, with its "
+    "Makes a waveform of each sound between silent sections, named after the original with a number, with "
+    "its "
     "root key, tuning, gain and texts. A loop goes to the part that holds all of it. A waveform that regions "
     "play is kept beside its parts unless you have it removed."};
 

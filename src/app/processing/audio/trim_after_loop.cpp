@@ -1,5 +1,6 @@
 #include "app/processing/audio/processes.h"
 #include "base/error.h"
+#include "base/text.h"
 #include "dsp/frame_edit.h"
 
 #include <algorithm>
@@ -61,8 +62,8 @@ std::vector<float> continuation(const Waveform& waveform, const PlayedLoop& loop
     const auto start = static_cast<std::uint64_t>(loop.points.start);
     const std::uint64_t length = std::max<std::uint64_t>(endFrame - start, 1);
     const double exactLength = loop.points.end - loop.points.start;
-    const bool between = loop.mode == LoopMode::Forward && exactLength >= 1 &&
-                         exactLength != std::floor(exactLength);
+    const bool between =
+        loop.mode == LoopMode::Forward && exactLength >= 1 && exactLength != std::floor(exactLength);
     std::vector<float> frames(count * channels);
     for (std::uint64_t i = 0; i < count; ++i) {
         double position = 0;
@@ -76,9 +77,9 @@ std::vector<float> continuation(const Waveform& waveform, const PlayedLoop& loop
                 position = static_cast<double>(endFrame - 1 - i % length);
                 break;
             default:
-                position = between ? loop.points.start + std::fmod(static_cast<double>(endFrame + i) -
-                                                                       loop.points.start,
-                                                                   exactLength)
+                position = between ? loop.points.start +
+                                         std::fmod(static_cast<double>(endFrame + i) - loop.points.start,
+                                                   exactLength)
                                    : static_cast<double>(start + i % length);
         }
         const double whole = std::floor(position);
@@ -114,7 +115,9 @@ ProcessOutcome run(ProcessJob& job) {
             last = loop;
     }
     if (endHeard && !job.settings.flag("force")) {
-        job.ui.warn({"\"" + job.report.name + "\" stays as it is: what follows its loop is heard", "", 0});
+        job.ui.warn(
+            {"\"" + displayText(job.report.name) + "\" stays as it is: what follows its loop is heard", "",
+             0});
         return ProcessOutcome::Unchanged;
     }
     const auto endFrame = static_cast<std::uint32_t>(std::ceil(last.points.end));
