@@ -34,7 +34,9 @@ constexpr ProcessParameter kParameters[] = {
      .unit = "ms",
      .least = -600000,
      .most = 600000,
-     .help = "Silence; below 0 both overlap by that much in a cross-fade. Not for channels."},
+     .help = "Silence; below 0 both overlap by that much in a cross-fade, at most by all of the shorter one. "
+             "Not for "
+             "channels."},
     {.key = "curve",
      .label = "Cross-fade curve",
      .kind = ProcessValueKind::Choice,
