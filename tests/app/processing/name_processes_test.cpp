@@ -1,6 +1,9 @@
 // Names and root keys from each other, and search and replace.
 #include "app/processing/name_replacement.h"
 
+#include <cmath>
+
+#include "dsp/real_notes.h"
 #include "items/key_in_name.h"
 #include "process_tools.h"
 
@@ -80,6 +83,22 @@ TEST(KeyInName, ReadsWhatPeopleWrite) {
         const auto key = keyInName(c.name, c.options);
         EXPECT_EQ(key ? *key : -1, c.key) << c.name;
     }
+}
+
+// Makers of banks name their samples by the notes that were played, in whatever octave they count from.
+TEST(KeyInName, AgreesWithTheNotesOfARealBank) {
+    int named = 0, agree = 0;
+    const bool found = test::visitRealNotes("FluidR3_GM.sf2", [&](const Waveform& waveform, double cents) {
+        const auto key = keyInName(waveform.name(), {});
+        named += key.has_value();
+        agree += key && std::abs(std::remainder(100.0 * *key - cents, 1200)) < 60;
+    });
+    if (!found)
+        GTEST_SKIP() << "needs FluidR3_GM.sf2";
+    EXPECT_GE(named, 500);
+    EXPECT_GE(agree, named * 9 / 10) << "of " << named;
+    RecordProperty("named", named);
+    RecordProperty("agree", agree);
 }
 
 struct NameProcesses : testing::Test {
