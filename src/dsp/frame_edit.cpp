@@ -46,12 +46,20 @@ std::uint32_t wholeFrame(double frame) {
         std::clamp<std::int64_t>(roundToInteger(frame), 0, static_cast<std::int64_t>(kMostFrames)));
 }
 
-// A region's loop is made of its own points and, where it has none, of the waveform's old ones.
-void mapRegionLoop(RegionOverrides& own, const Waveform& waveform, const LoopPoints& before,
+struct WaveformLoop {
+    explicit WaveformLoop(const Waveform& waveform)
+        : points{waveform.loopStart, waveform.loopEnd}, on(waveform.looped), mode(waveform.loopMode) {}
+    LoopPoints points;
+    bool on;
+    LoopMode mode;
+};
+
+// A region's loop is made of its own values and, where it has none, of the waveform's old ones.
+void mapRegionLoop(RegionOverrides& own, const Waveform& waveform, const WaveformLoop& before,
                    const FrameEdit& edit) {
     const bool start = own.has(RegionOverrides::LoopStart);
     const bool end = own.has(RegionOverrides::LoopEnd);
-    const LoopPoints old{start ? own.loopStart : before.start, end ? own.loopEnd : before.end};
+    const LoopPoints old{start ? own.loopStart : before.points.start, end ? own.loopEnd : before.points.end};
     if (start || end) {
         if (const std::optional<LoopPoints> loop = edit.mapLoop(old)) {
             // A point that was the waveform's becomes the region's own where the waveform's went elsewhere.
@@ -62,6 +70,13 @@ void mapRegionLoop(RegionOverrides& own, const Waveform& waveform, const LoopPoi
             if (end || loop->end != waveform.loopEnd) {
                 own.loopEnd = wholeFrame(loop->end);
                 own.flags |= RegionOverrides::LoopEnd;
+            }
+            // So do the switch and the mode of a loop that the waveform lost and the region did not.
+            if (before.on && !waveform.looped && !own.has(RegionOverrides::Looped)) {
+                own.looped = true;
+                if (!own.has(RegionOverrides::LoopModeFlag))
+                    own.loopMode = before.mode;
+                own.flags |= RegionOverrides::Looped | RegionOverrides::LoopModeFlag;
             }
             return;
         }
@@ -273,7 +288,7 @@ std::optional<LoopPoints> FrameEdit::mapLoop(const LoopPoints& loop) const {
 }
 
 void moveRegionLoop(Region& region, const Waveform& before, const Waveform& after, const FrameEdit& edit) {
-    mapRegionLoop(region.overrides, after, {before.loopStart, before.loopEnd}, edit);
+    mapRegionLoop(region.overrides, after, WaveformLoop(before), edit);
 }
 
 bool applyFrameEdit(Collection& collection, Waveform& waveform, const FrameEdit& edit, UserInterface& ui) {
@@ -283,8 +298,8 @@ bool applyFrameEdit(Collection& collection, Waveform& waveform, const FrameEdit&
     const std::uint32_t rate = waveform.sampleRate;  // the buffer's is a float
     waveform.installBuffer(std::move(buffer));
     waveform.sampleRate = rate;
-    const LoopPoints before{waveform.loopStart, waveform.loopEnd};
-    const std::optional<LoopPoints> loop = edit.mapLoop(before);
+    const WaveformLoop before(waveform);
+    const std::optional<LoopPoints> loop = edit.mapLoop(before.points);
     waveform.loopStart = loop ? loop->start : 0;
     waveform.loopEnd = loop ? loop->end : 0;
     if (waveform.looped && !loop)

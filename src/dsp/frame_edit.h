@@ -86,8 +86,9 @@ class FrameEdit {
 };
 
 // Builds the new data and gives them to the waveform, whose loop follows, and so do the loops of the regions
-// in the collection that play it: a loop that lost all of its frames is removed, a region then falls back to
-// the waveform's. Rate, tuning and texts stay. False, with nothing changed, when build() fails.
+// in the collection that play it. A loop that lost all of its frames is removed; a region then falls back to
+// the waveform's, and one whose own loop outlives the waveform's keeps looping it. Rate, tuning and texts
+// stay. False, with nothing changed, when build() fails.
 bool applyFrameEdit(Collection& collection, Waveform& waveform, const FrameEdit& edit, UserInterface& ui);
 
 // The loop overrides of a region that played `before` and will play `after`, which is what the edit made of

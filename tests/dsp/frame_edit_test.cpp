@@ -80,6 +80,9 @@ TEST_F(FrameEdits, LoopsPlayWhatIsLeftOfThem) {
         const std::vector<float> own = expected(ownStart, ownEnd);
         EXPECT_EQ(region.overrides.has(RegionOverrides::LoopStart), !own.empty());
         if (!own.empty()) {
+            EXPECT_TRUE(waveform.looped ||
+                        (region.overrides.has(RegionOverrides::Looped) && region.overrides.looped))
+                << "goes on when the waveform's own loop is gone";
             EXPECT_EQ(played(region.overrides.loopStart, region.overrides.loopEnd), own);
         }
     }
@@ -135,7 +138,9 @@ TEST_F(FrameEdits, RegionsWithoutALoopLeftFallBack) {
     second.keep(51, 80);
     ASSERT_TRUE(applyFrameEdit(collection, waveform, second, ui));
     EXPECT_FALSE(waveform.looped);
-    EXPECT_EQ(half.overrides.flags, RegionOverrides::LoopStart | RegionOverrides::LoopEnd);
+    EXPECT_EQ(half.overrides.flags, RegionOverrides::LoopStart | RegionOverrides::LoopEnd |
+                                        RegionOverrides::Looped | RegionOverrides::LoopModeFlag);
+    EXPECT_EQ(half.overrides.loopMode, LoopMode::Forward);
     EXPECT_EQ(half.overrides.loopStart, 40u);
     EXPECT_EQ(half.overrides.loopEnd, 59u);
     EXPECT_EQ(oneShot.overrides.flags, RegionOverrides::Looped) << "one-shots stay one-shots";

@@ -98,6 +98,10 @@ TEST_F(LoopProcesses, SanitizedLoopsSoundAlike) {
                     Region& same = *test::addRegion(collection, waveform);
                     same.overrides.flags = RegionOverrides::LoopModeFlag;
                     same.overrides.loopMode = mode;
+                    Region& half = *test::addRegion(collection, waveform);
+                    half.overrides.flags = RegionOverrides::LoopStart;
+                    half.overrides.loopStart = (start + end) / 2;
+                    const std::vector<float> halfBefore = test::playHeld(waveform, 3000, half.overrides);
                     const std::vector<float> ownBefore = test::playHeld(waveform, 3000, own.overrides);
                     ASSERT_EQ(
                         run("loop-sanitizer-converter", {multiple, "multiple-by=repeat", convert}).failed,
@@ -105,6 +109,7 @@ TEST_F(LoopProcesses, SanitizedLoopsSoundAlike) {
                     EXPECT_EQ(test::playHeld(waveform, 3000), before);
                     EXPECT_EQ(test::playHeld(waveform, 3000, own.overrides), ownBefore);
                     EXPECT_EQ(test::playHeld(waveform, 3000, same.overrides), before);
+                    EXPECT_EQ(test::playHeld(waveform, 3000, half.overrides), halfBefore);
                     const double length = waveform.loopEnd - waveform.loopStart;
                     EXPECT_GE(length, 32);
                     EXPECT_GE(waveform.frames, waveform.loopEnd + 32);

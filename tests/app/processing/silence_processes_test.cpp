@@ -127,12 +127,15 @@ TEST_F(Silence, SplitsLeaveInstrumentsPlaying) {
     for (const char* original : {"original=auto", "original=keep", "original=remove"}) {
         collection.clear();
         Waveform& waveform = *test::addWaveform(collection, "x", tones({{50, 100}, {250, 100}}, 0), 1, kRate);
+        waveform.setLoop(LoopMode::Alternating, 600, 4500);  // no part holds all of that
         Region& region = *test::addRegion(collection, waveform);
         test::setRegionLoop(region, 600, 1000);
         const std::vector<float> held = test::playHeld(waveform, 3000, region.overrides);
         EXPECT_EQ(run("split-waveform-at-silent-sections", {original, "fade=0"}).changed, 1u);
         const bool removed = std::string(original) == "original=remove";
         EXPECT_EQ(collection.count(ItemKind::Waveform), removed ? 2u : 3u);
+        for (const Waveform* part : collection.all<Waveform>())
+            EXPECT_EQ(part->looped, part->name() == "x");
         ASSERT_TRUE(region.waveform());
         EXPECT_EQ(region.waveform()->name(), removed ? "x 1" : "x");
         const std::vector<float> now = test::playHeld(*region.waveform(), 2000, region.overrides);

@@ -144,9 +144,13 @@ class Sanitizer {
                 std::swap(own.loopStart, own.loopEnd);
             const double first = start ? own.loopStart : waveform_.loopStart;
             const double last = end ? own.loopEnd : waveform_.loopEnd;
-            if ((start || end) && last <= first)
+            if ((start || end) && last <= first) {
                 own.flags &=
                     static_cast<std::uint8_t>(~(RegionOverrides::LoopStart | RegionOverrides::LoopEnd));
+                if (own.looped && !(waveform_.loopEnd > waveform_.loopStart))
+                    own.flags &=
+                        static_cast<std::uint8_t>(~(RegionOverrides::Looped | RegionOverrides::LoopModeFlag));
+            }
         }
         return true;
     }
@@ -198,13 +202,28 @@ class Sanitizer {
                 own.loopMode = LoopMode::Forward;
             return false;
         }
-        if (!start)
-            own.loopStart = static_cast<std::uint32_t>(whole(waveform_.loopStart));
-        if (!end)
-            own.loopEnd = static_cast<std::uint32_t>(whole(waveform_.loopEnd));
+        keepPoints(own);
         own.loopMode = played;
-        own.flags |= RegionOverrides::LoopStart | RegionOverrides::LoopEnd | RegionOverrides::LoopModeFlag;
+        own.flags |= RegionOverrides::LoopModeFlag;
         return true;
+    }
+
+    // Gives a region as its own what it has from the waveform.
+    void keepPoints(RegionOverrides& own) const {
+        if (!own.has(RegionOverrides::LoopStart))
+            own.loopStart = static_cast<std::uint32_t>(whole(waveform_.loopStart));
+        if (!own.has(RegionOverrides::LoopEnd))
+            own.loopEnd = static_cast<std::uint32_t>(whole(waveform_.loopEnd));
+        own.flags |= RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
+    }
+
+    // For steps that move the waveform's points alone: regions that share just one of them keep it.
+    void keepSharedPoints() {
+        for (const auto& [region, before] : regions_) {
+            if (region->overrides.has(RegionOverrides::LoopStart) !=
+                region->overrides.has(RegionOverrides::LoopEnd))
+                keepPoints(region->overrides);
+        }
     }
 
     bool wholeLoop(std::uint32_t& start, std::uint32_t& end) const {
@@ -240,6 +259,7 @@ class Sanitizer {
             const std::uint64_t from = turns && i / length % 2 == 0 ? length - 1 - step : step;
             std::copy_n(loop + from * channels, channels, copies->data() + i * channels);
         }
+        keepSharedPoints();
         FrameEdit edit(waveform_);
         edit.keep(0, end);
         edit.insert(std::as_const(*copies.get()).samples());
@@ -343,6 +363,7 @@ class Sanitizer {
         }
         if (best < 0)
             return fail("The waveform is too short for a loop of a multiple of so many frames");
+        keepSharedPoints();
         setLoop(static_cast<double>(bestStart), static_cast<double>(bestEnd));
         return true;
     }
