@@ -1,0 +1,15 @@
+// The frames of another waveform made to fit the one that takes them in.
+#pragma once
+
+#include "app/processing/process.h"
+
+namespace velor {
+
+// Frames of `source`, whose samples are loaded, at the rate and the playing level of `target` and with
+// `channels` channels: resampled when both rates are known and differ, multiplied by what the two gains
+// differ, mono on both sides of a stereo result, and the mean of both sides for a mono one. A copy, also of
+// the target itself. Empty with LastErrorText when that fails or the user aborts.
+SampleBufferRef adaptFrames(Waveform& source, const Waveform& target, std::uint8_t channels,
+                            UserInterface& ui);
+
+}  // namespace velor
