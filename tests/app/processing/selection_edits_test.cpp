@@ -130,11 +130,10 @@ TEST(Reverse, LoopsKeepTheirSound) {
 
 TEST(Smoothing, IsTheWeightedMean) {
     const std::vector<float> from = noise(2 * 70000);
-    UserInterface ui;
     for (const SmoothingShape shape : {SmoothingShape::Average, SmoothingShape::Hann}) {
         for (const std::size_t reach : {1, 10, 200}) {
             std::vector<float> to(69990);
-            ASSERT_TRUE(smooth(from, 2, 1, 5, to, reach, shape, ui));
+            smooth(from, 2, 1, 5, to, reach, shape);
             for (const std::size_t i : {0, 3, 33000, 32763, 65530, 69980, 69989}) {
                 double sum = 0, weights = 0;
                 for (int k = -static_cast<int>(reach); k <= static_cast<int>(reach); ++k) {

@@ -2,7 +2,6 @@
 
 #include "app/processing/audio/sample_edit.h"
 #include "base/error.h"
-#include "dsp/level.h"
 #include "dsp/sample_blocks.h"
 
 namespace velor {
@@ -20,7 +19,9 @@ ProcessOutcome changeChannels(ProcessJob& job, std::uint8_t channels, const Chan
                  made->samples().subspan(first * channels, count * channels));
         }))
         return ProcessOutcome::Failed;
-    const float before = peakOf(from), after = peakOf(made->samples());
+    float before = 0, after = 0;
+    if (!findPeak(from, job.ui, before) || !findPeak(made->samples(), job.ui, after))
+        return ProcessOutcome::Failed;
     installSamples(waveform, std::move(made));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;

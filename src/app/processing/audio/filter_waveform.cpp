@@ -5,7 +5,6 @@
 #include "app/processing/audio/sample_edit.h"
 #include "base/error.h"
 #include "dsp/filter_design.h"
-#include "dsp/level.h"
 #include "dsp/waveform_filter.h"
 
 namespace velor::audio_processes {
@@ -111,7 +110,9 @@ ProcessOutcome run(ProcessJob& job) {
     SampleBufferRef copy = editableCopy(waveform, waveform.frames, job.ui);
     if (!copy)
         return ProcessOutcome::Failed;
-    const float before = peakOf(copy->samples());
+    float before = 0, after = 0;
+    if (!findPeak(copy->samples(), job.ui, before))
+        return ProcessOutcome::Failed;
     // The correction before the loop takes a period of the filter's frequency, in which its ringing has
     // mostly gone, but no less than a few samples and no more than is still part of the attack.
     constexpr double kShortestBlend = 32, kLongestBlendSeconds = 0.1;
@@ -123,9 +124,9 @@ ProcessOutcome run(ProcessJob& job) {
         .loop = periodicLoop(waveform),
         .blend = static_cast<std::size_t>(std::clamp(period, kShortestBlend, longest)),
     };
-    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui))
+    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui) ||
+        !findPeak(copy->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    const float after = peakOf(copy->samples());
     installSamples(waveform, std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;

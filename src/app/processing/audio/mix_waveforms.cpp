@@ -7,7 +7,6 @@
 #include "app/processing/audio/sample_edit.h"
 #include "app/processing/other_waveform.h"
 #include "base/error.h"
-#include "dsp/level.h"
 #include "dsp/resampler.h"
 #include "dsp/sample_blocks.h"
 
@@ -71,7 +70,9 @@ std::unique_ptr<Collection> resampled(ProcessJob& job, const Waveform& other, st
     Waveform* copy = made->create<Waveform>("wave2");
     copy->copyContentFrom(other);
     constexpr float kHeadroom = 0.5f;
-    const float peak = peakOf(other.samples());
+    float peak = 0;
+    if (!findPeak(other.samples(), job.ui, peak))
+        return nullptr;
     if (peak > kHeadroom && std::isfinite(peak)) {
         scale = peak / kHeadroom;
         SampleBufferRef quiet = editableCopy(other, other.frames, job.ui);
@@ -186,11 +187,13 @@ ProcessOutcome run(ProcessJob& job) {
             }
         }))
         return ProcessOutcome::Failed;
-    const float before = std::max(peakOf(mix.first), scale * peakOf(mix.second));
-    const float after = peakOf(made->samples());
+    float first = 0, added = 0, after = 0;
+    if (!findPeak(mix.first, job.ui, first) || !findPeak(mix.second, job.ui, added) ||
+        !findPeak(made->samples(), job.ui, after))
+        return ProcessOutcome::Failed;
     installSamples(waveform, std::move(made));
     limitLoops(job.collection(), waveform);
-    warnAboveFullScale(job, before, after);
+    warnAboveFullScale(job, std::max(first, scale * added), after);
     return ProcessOutcome::Changed;
 }
 

@@ -6,7 +6,6 @@
 #include "app/processing/audio/sample_edit.h"
 #include "base/error.h"
 #include "dsp/filter_design.h"
-#include "dsp/level.h"
 #include "dsp/sample_blocks.h"
 #include "dsp/waveform_filter.h"
 
@@ -66,16 +65,18 @@ ProcessOutcome highPass(ProcessJob& job) {
     SampleBufferRef copy = editableCopy(waveform, waveform.frames, job.ui);
     if (!copy)
         return ProcessOutcome::Failed;
-    const float before = peakOf(copy->samples());
+    float before = 0, after = 0;
+    if (!findPeak(copy->samples(), job.ui, before))
+        return ProcessOutcome::Failed;
     constexpr double kBlendSeconds = 0.02;
     const WaveformFilter filter{
         .sections = designButterworth(FilterKind::HighPass, kOrder, frequency, rate),
         .loop = periodicLoop(waveform),
         .blend = static_cast<std::size_t>(kBlendSeconds * rate),
     };
-    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui, 0.3))
+    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui, 0.3) ||
+        !findPeak(copy->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    const float after = peakOf(copy->samples());
     installSamples(waveform, std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;

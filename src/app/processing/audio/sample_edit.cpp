@@ -38,6 +38,16 @@ void warnAboveFullScale(ProcessJob& job, float before, float after) {
          0});
 }
 
+bool findPeak(std::span<const float> samples, UserInterface& ui, float& peak) {
+    peak = 0;
+    for (std::size_t at = 0; at < samples.size(); at += kBlockFrames) {
+        if (ui.aborted())
+            return fail(kProcessingCancelled);
+        peak = std::max(peak, peakOf(samples.subspan(at, std::min(kBlockFrames, samples.size() - at))));
+    }
+    return true;
+}
+
 ProcessOutcome editSamples(ProcessJob& job, FrameSelection range, const SampleWork& work,
                            double progressFrom) {
     Waveform& waveform = job.waveform();

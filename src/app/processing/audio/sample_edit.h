@@ -20,6 +20,9 @@ void installSamples(Waveform& waveform, SampleBufferRef buffer);
 // are clipped in others. `before` and `after` are peaks of what was changed.
 void warnAboveFullScale(ProcessJob& job, float before, float after);
 
+// The peak of many samples. False when the user aborts.
+bool findPeak(std::span<const float> samples, UserInterface& ui, float& peak);
+
 // Calls work(interleaved frames, index of the first) for the range piece by piece, on a copy of the samples
 // that then takes their place, with the warning above. For loaded waveforms; an empty range is Unchanged.
 using SampleWork = std::function<void(std::span<float>, std::uint32_t)>;

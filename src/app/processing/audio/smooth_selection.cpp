@@ -1,12 +1,11 @@
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numbers>
 #include <vector>
 
 #include "app/processing/audio/processes.h"
 #include "app/processing/audio/sample_edit.h"
-#include "base/error.h"
+#include "dsp/sample_blocks.h"
 #include "dsp/smoothing.h"
 
 namespace velor::audio_processes {
@@ -44,9 +43,9 @@ constexpr ProcessParameter kParameters[] = {
 
 // How much of the smoothed sound each frame of the range gets: a raised cosine over `blend` frames at each
 // end.
-double shareWithin(double at, double frames, double blend) {
-    const double edge = std::min({at + 0.5, frames - at - 0.5, blend});
-    return 0.5 - 0.5 * std::cos(std::numbers::pi * edge / blend);
+float shareWithin(double at, double frames, double blend) {
+    const double edge = std::min(at, frames - 1 - at) + 0.5;
+    return edge >= blend ? 1 : static_cast<float>(0.5 - 0.5 * std::cos(std::numbers::pi * edge / blend));
 }
 
 struct Smoother {
@@ -54,25 +53,24 @@ struct Smoother {
     std::size_t reach;
     SmoothingShape shape;
 
-    // Blends the smoothed frames first..end into `to`. False with LastErrorText.
+    // Blends the smoothed frames first..end into `to`. False when the user aborts.
     bool run(SampleBuffer& to, std::size_t first, std::size_t end, double blend) const {
         const Waveform& waveform = job.waveform();
         const std::size_t channels = waveform.channels;
-        std::vector<float> smoothed(end - first);
         const auto frames = static_cast<double>(end - first);
-        for (unsigned c = 0; c < channels; ++c) {
-            if (!smooth(waveform.samples(), waveform.channels, c, first, smoothed, reach, shape, job.ui))
-                return false;
-            for (std::size_t i = 0; i < smoothed.size(); ++i) {
-                float& sample = to.data()[(first + i) * channels + c];
-                const auto at = static_cast<double>(i);
-                const bool inside = at + 0.5 >= blend && frames - at - 0.5 >= blend;
-                const auto share = inside ? 1.0f : static_cast<float>(shareWithin(at, frames, blend));
-                const float old = std::isfinite(sample) ? sample : 0.0f;
-                sample = old + share * (smoothed[i] - old);
+        std::vector<float> smoothed;
+        return inBlocks(end - first, job.ui, {}, [&](std::size_t at, std::size_t count) {
+            smoothed.resize(count);
+            for (unsigned c = 0; c < channels; ++c) {
+                smooth(waveform.samples(), waveform.channels, c, first + at, smoothed, reach, shape);
+                for (std::size_t i = 0; i < count; ++i) {
+                    float& sample = to.data()[(first + at + i) * channels + c];
+                    const float old = finiteOrZero(sample);
+                    const float share = shareWithin(static_cast<double>(at + i), frames, blend);
+                    sample = old + share * (smoothed[i] - old);
+                }
             }
-        }
-        return true;
+        });
     }
 };
 
@@ -89,25 +87,21 @@ ProcessOutcome run(ProcessJob& job) {
     const auto reach = static_cast<std::size_t>(job.settings.whole("width")) / 2;
     const Smoother smoother{job, reach, static_cast<SmoothingShape>(job.settings.choice("shape"))};
     const double width = static_cast<double>(2 * reach + 1);
-    try {
-        if (job.settings.choice("where") == kAll) {
-            const double blend = std::min(width, 0.5 * (range.end - range.first));
-            if (!smoother.run(*copy.get(), range.first, range.end, blend))
-                return ProcessOutcome::Failed;
-        } else {
-            // Around both ends; where they meet it is one piece.
-            const std::size_t whole = 2 * reach + 1, frames = waveform.frames;
-            const auto before = [=](std::size_t at) { return at > whole ? at - whole : 0; };
-            const auto after = [=](std::size_t at) { return std::min(frames, at + whole); };
-            const bool meet = after(range.first) >= before(range.end);
-            if (!smoother.run(*copy.get(), before(range.first), after(meet ? range.end : range.first),
-                              width) ||
-                (!meet && !smoother.run(*copy.get(), before(range.end), after(range.end), width)))
-                return ProcessOutcome::Failed;
-        }
-    } catch (const std::bad_alloc&) {
-        return processFailed(kOutOfMemory);
+    bool done = false;
+    if (job.settings.choice("where") == kAll) {
+        const double blend = std::min(width, 0.5 * (range.end - range.first));
+        done = smoother.run(*copy.get(), range.first, range.end, blend);
+    } else {
+        // Around both ends; where they meet it is one piece.
+        const std::size_t whole = 2 * reach + 1, frames = waveform.frames;
+        const auto before = [=](std::size_t at) { return at > whole ? at - whole : 0; };
+        const auto after = [=](std::size_t at) { return std::min(frames, at + whole); };
+        const bool meet = after(range.first) >= before(range.end);
+        done = smoother.run(*copy.get(), before(range.first), after(meet ? range.end : range.first), width) &&
+               (meet || smoother.run(*copy.get(), before(range.end), after(range.end), width));
     }
+    if (!done)
+        return ProcessOutcome::Failed;
     installSamples(waveform, std::move(copy));
     return ProcessOutcome::Changed;
 }
