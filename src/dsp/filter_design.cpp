@@ -46,8 +46,9 @@ Band bandOf(const FilterDesign& design) {
         const double half = 0.5 / design.q;
         ratio = half + std::sqrt(1 + half * half);
     }
-    constexpr double kHighest = 0.499;  // of the rate
-    return {design.frequency / ratio, std::min(design.frequency * ratio, kHighest * design.rate)};
+    // Above the frequency and below half the rate, however near that is.
+    const double highest = std::max(0.499 * design.rate, 0.5 * (design.frequency + 0.5 * design.rate));
+    return {design.frequency / ratio, std::min(design.frequency * ratio, highest)};
 }
 
 // Where a Butterworth filter of the order has half of its -3 dB, in decibels, as a share of its cutoff: two

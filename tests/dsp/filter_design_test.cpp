@@ -117,6 +117,35 @@ TEST(FilterDesign, CookbookFiltersHaveTheirGains) {
     EXPECT_TRUE(designFilter({.rate = 0, .frequency = 100}).empty());
 }
 
+// Poles within the unit circle, for everything that can be asked for.
+TEST(FilterDesign, IsStable) {
+    for (int kind = 0; kind < 8; ++kind) {
+        for (const double frequency : {1e-6, 1e-4, 0.1, 0.499, 0.4999, 0.4999999}) {
+            for (const double q : {0.05, 0.7, 100.0}) {
+                for (const double gain : {-60.0, 60.0}) {
+                    for (const unsigned order : {0u, 1u, 2u, 7u, 16u}) {
+                        for (const bool twice : {false, true}) {
+                            const auto sections = designFilter({.kind = static_cast<FilterKind>(kind),
+                                                                .rate = 1,
+                                                                .frequency = frequency,
+                                                                .q = q,
+                                                                .gain = gain,
+                                                                .order = order,
+                                                                .twice = twice});
+                            ASSERT_FALSE(sections.empty());
+                            for (const BiquadSection& s : sections)
+                                ASSERT_TRUE(std::fabs(s.a2) < 1 && std::fabs(s.a1) < 1 + s.a2 &&
+                                            std::isfinite(s.b0 + s.b1 + s.b2))
+                                    << kind << " at " << frequency << " q " << q << " order " << order << ": "
+                                    << s.a1 << " " << s.a2;
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(BiquadCascade, FiltersWhatItsResponseSays) {
     for (const unsigned order : {1u, 4u, 9u}) {
         for (const double frequency : {250.0, 500.0, 700.0, 4000.0}) {

@@ -101,7 +101,10 @@ TEST(AdjustVolume, ChangesTheGainSettingInstead) {
     EXPECT_NEAR(waveform.gain, 1, 1e-5);
     for (const auto& bad : {std::vector<std::string>{"apply-to=gain", "ramp"}, {"apply-to=gain", "factor=0"}})
         EXPECT_EQ(test::runNamed("Adjust volume", collection, bad).failed, 1u);
-    EXPECT_EQ(test::runNamed("Adjust volume", collection).changed, 0u);
+    for (const char* above : {"keep", "clip"}) {
+        const std::string setting = std::string("above-full-scale=") + above;
+        EXPECT_EQ(test::runNamed("Adjust volume", collection, {setting}).changed, 0u) << "nothing to do";
+    }
     EXPECT_EQ(waveform.buffer().get(), before);
 }
 
@@ -197,6 +200,7 @@ TEST(MaximizeAmplitude, ReachesFullScaleAndLeavesWhatIsThere) {
     Waveform& beyond = *test::addWaveform(collection, "beyond", {4, -2, 1});
     Waveform& full = *test::addWaveform(collection, "full", {32767 / 32768.0f, 0.3f});
     test::addWaveform(collection, "silent", {0, 0});
+    test::addWaveform(collection, "nearly silent", {1e-44f, 0});
     test::addWaveform(collection, "empty", {});
     const float before = full.samples()[1];
     EXPECT_EQ(test::runNamed("Maximize amplitude", collection).changed, 2u);

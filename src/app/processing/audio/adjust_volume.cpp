@@ -63,6 +63,10 @@ float limited(double value) {
 }
 
 void settle(std::span<float> frame, double gain, std::size_t beyond) {
+    if (gain == 0) {  // also of what is not finite
+        std::fill(frame.begin(), frame.end(), 0.0f);
+        return;
+    }
     switch (beyond) {
         case kKeep: {
             const auto factor = static_cast<float>(gain);
@@ -108,6 +112,17 @@ ProcessOutcome run(ProcessJob& job) {
     if (!waveform.loadSamples())
         return ProcessOutcome::Failed;
     const FrameSelection range = chosenFrames(job);
+    if (!ramp && start == 1) {
+        // Only peaks could change. Where there are none the samples stay exact.
+        const std::size_t channels = waveform.channels;
+        float peak = 0;
+        if (!findPeak(
+                waveform.samples().subspan(range.first * channels, (range.end - range.first) * channels),
+                job.ui, peak))
+            return ProcessOutcome::Failed;
+        if (static_cast<double>(peak) <= (beyond == kClip ? 1 : kLimiterKnee))
+            return ProcessOutcome::Unchanged;
+    }
     if (!ramp)
         return editSamples(job, range,
                            [&](std::span<float> piece, std::uint32_t) { settle(piece, start, beyond); });
@@ -127,9 +142,8 @@ ProcessOutcome run(ProcessJob& job) {
 
 constinit const ProcessDefinition adjustVolume{
     run, kParameters,
-    "Multiplies the selection, or the whole waveform, by a gain, which can change gradually. Loops, keys and "
-    "regions stay as they are. Levels above full scale are kept and reported unless they are to be clipped "
-    "or "
-    "limited."};
+    "Multiplies the selection, or the whole waveform, by a gain, which can change gradually. Loops, keys "
+    "and regions stay as they are. Levels above full scale are kept and reported unless they are to be "
+    "clipped or limited."};
 
 }  // namespace velor::audio_processes

@@ -55,9 +55,9 @@ ProcessOutcome run(ProcessJob& job) {
     } else if (!findFactor(waveform, job.ui, kMeasured, factor)) {
         return ProcessOutcome::Failed;
     }
-    const auto gain = static_cast<float>(factor);
-    if (gain == 1 || !std::isfinite(gain))
+    if (factor == 1 || !(factor < kLargestFactor))
         return ProcessOutcome::Unchanged;
+    const auto gain = static_cast<float>(factor);
     const ProcessOutcome outcome = editSamples(
         job, {0, waveform.frames},
         [=](std::span<float> piece, std::uint32_t) {

@@ -172,7 +172,7 @@ ProcessOutcome run(ProcessJob& job) {
             return ProcessOutcome::Failed;
         gain = gainFor(level, job.settings);
     }
-    if (std::fabs(gain) < kSmallestChange)
+    if (std::fabs(gain) < kSmallestChange || factorOfDecibels(gain) > kLargestFactor)
         return ProcessOutcome::Unchanged;
     const auto factor = static_cast<float>(factorOfDecibels(gain));
     const ProcessOutcome outcome = editSamples(

@@ -33,6 +33,9 @@ ProcessOutcome editSamples(ProcessJob& job, FrameSelection range, const SampleWo
 double factorOfDecibels(double decibels);
 double decibelsOfFactor(double factor);
 
+// A gain beyond this is asked for only by what is as good as silent, and stays undone.
+inline constexpr double kLargestFactor = 1e30;
+
 // The largest positive sample that the waveform's format can hold; 1 unless it is PCM of up to 24 bits.
 float fullScaleOf(const Waveform& waveform);
 
