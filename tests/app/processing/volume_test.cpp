@@ -238,6 +238,7 @@ TEST(RemoveDc, TakesTheOffsetOfEachChannel) {
         EXPECT_NEAR(sums[0] / 22000, 0, 1e-6) << method;
         EXPECT_NEAR(sums[1] / 22000, 0, 1e-6) << method;
         EXPECT_NEAR(10 * std::log10(power / 44000), -15.01, 0.02) << method;
+        EXPECT_LT(std::fabs(waveform.samples()[0]), 0.001f) << "no step at the start: " << method;
         if (std::string(method) == "method=mean") {
             EXPECT_EQ(test::runNamed("Remove DC offset", collection).changed, 0u);
         }

@@ -50,7 +50,7 @@ constexpr ProcessParameter kParameters[] = {
      .kind = ProcessValueKind::Choice,
      .words = "keep|clip|limit",
      .help = "\"keep\" leaves them there and warns, \"clip\" cuts them off, \"limit\" bends everything above "
-             "-3 dB softly so that it stays below full scale."},
+             "-3 dB softly so that nothing goes beyond full scale."},
 };
 
 float limited(double value) {

@@ -54,8 +54,16 @@ bool findMeans(const Waveform& waveform, UserInterface& ui, Means& means) {
     return true;
 }
 
-// A second-order filter has no more phase shift in the bass than it must.
-ProcessOutcome highPass(ProcessJob& job) {
+void subtract(std::span<float> samples, std::size_t channels, const Means& means) {
+    for (std::size_t i = 0; i < samples.size(); i += channels) {
+        for (std::size_t c = 0; c < channels; ++c)
+            samples[i + c] = static_cast<float>(static_cast<double>(samples[i + c]) - means[c]);
+    }
+}
+
+// The mean goes first: to the filter the offset would be a step where the sound begins. One of the second
+// order has no more phase shift in the bass than it must.
+ProcessOutcome highPass(ProcessJob& job, const Means& means) {
     constexpr unsigned kOrder = 2;
     Waveform& waveform = job.waveform();
     const double rate = waveform.sampleRate, frequency = job.settings.number("frequency");
@@ -66,7 +74,11 @@ ProcessOutcome highPass(ProcessJob& job) {
     if (!copy)
         return ProcessOutcome::Failed;
     float before = 0, after = 0;
-    if (!findPeak(copy->samples(), job.ui, before))
+    const std::size_t channels = waveform.channels;
+    if (!findPeak(copy->samples(), job.ui, before) ||
+        !inBlocks(waveform.frames, job.ui, {0.3, 0.4}, [&](std::size_t first, std::size_t count) {
+            subtract(copy->samples().subspan(first * channels, count * channels), channels, means);
+        }))
         return ProcessOutcome::Failed;
     constexpr double kBlendSeconds = 0.02;
     const WaveformFilter filter{
@@ -74,7 +86,7 @@ ProcessOutcome highPass(ProcessJob& job) {
         .loop = periodicLoop(waveform),
         .blend = static_cast<std::size_t>(kBlendSeconds * rate),
     };
-    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui, 0.3) ||
+    if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui, 0.4) ||
         !findPeak(copy->samples(), job.ui, after))
         return ProcessOutcome::Failed;
     installSamples(waveform, std::move(copy));
@@ -95,7 +107,7 @@ ProcessOutcome run(ProcessJob& job) {
     for (std::size_t c = 0; c < channels; ++c)
         job.measure(channels == 1 ? "offset" : c == 0 ? "offset left" : "offset right", 100 * means[c], "%");
     if (job.settings.choice("method") == kHighPass)
-        return highPass(job);
+        return highPass(job, means);
     // Less than half a step of the waveform's own samples is no offset that they could do without.
     const double step = std::ldexp(1.0, -std::clamp<int>(waveform.bits, 8, 24));
     if (std::all_of(means.begin(), means.begin() + static_cast<std::ptrdiff_t>(channels),
@@ -103,13 +115,7 @@ ProcessOutcome run(ProcessJob& job) {
         return ProcessOutcome::Unchanged;
     return editSamples(
         job, {0, waveform.frames},
-        [&](std::span<float> piece, std::uint32_t) {
-            for (std::size_t i = 0; i < piece.size(); i += channels) {
-                for (std::size_t c = 0; c < channels; ++c)
-                    piece[i + c] = static_cast<float>(static_cast<double>(piece[i + c]) - means[c]);
-            }
-        },
-        0.3);
+        [&](std::span<float> piece, std::uint32_t) { subtract(piece, channels, means); }, 0.3);
 }
 
 }  // namespace
@@ -117,8 +123,7 @@ ProcessOutcome run(ProcessJob& job) {
 constinit const ProcessDefinition removeDc{
     run, kParameters,
     "Takes away what shifts the whole sound off zero, which costs headroom and clicks where a note begins "
-    "and "
-    "ends. Reports the offset in per cent of full scale. Waveforms without one stay as they are; loops stay "
-    "seamless, keys and regions are not touched."};
+    "and ends. Reports the offset in per cent of full scale. Waveforms without one stay as they are; loops "
+    "stay seamless, keys and regions are not touched."};
 
 }  // namespace velor::audio_processes
