@@ -191,11 +191,9 @@ ProcessOutcome run(ProcessJob& job) {
 
 constinit const ProcessDefinition normalizeVolume{
     run, kParameters,
-    "Measures each waveform and multiplies it so that its loudness, RMS level or peak becomes the chosen "
-    "one. "
-    "The samples alone count, not the gain setting; silence stays as it is. A sound shorter than the 400 ms "
-    "of "
-    "the loudness meter counts as if silence followed, a looped one as if its loop went on. Loops, keys and "
-    "regions are not touched."};
+    "Measures each waveform and multiplies it so that its loudness, RMS level or peak becomes the "
+    "chosen one. The samples alone count, not the gain setting; silence stays as it is. A sound shorter "
+    "than the 400 ms of the loudness meter counts as if silence followed, a looped one as if its loop "
+    "went on. Loops, keys and regions are not touched."};
 
 }  // namespace velor::audio_processes
