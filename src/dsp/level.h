@@ -6,7 +6,7 @@
 
 namespace velor {
 
-// The largest absolute sample; 0 for none.
+// The largest absolute sample; 0 for none. What is not a number is left out, infinity is not.
 float peakOf(std::span<const float> samples);
 // Multiplies all samples so that the peak becomes `target` (linear). Silence stays as it is.
 void normalisePeak(std::span<float> samples, float target = 1.0f);

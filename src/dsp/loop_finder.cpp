@@ -7,7 +7,7 @@
 
 #include "base/error.h"
 #include "base/rounding.h"
-#include "dsp/high_pass.h"
+#include "dsp/filter_design.h"
 #include "dsp/loop_crossfade.h"
 #include "dsp/loop_search.h"
 #include "dsp/pitch.h"
@@ -22,6 +22,8 @@ constexpr std::int64_t kShortestLoop = 32;   // frames
 constexpr std::uint32_t kFramesAfterLoop = 32;
 constexpr std::size_t kBlock = 1 << 16;  // samples filtered between two looks at the abort flag
 constexpr double kFirstBound = 2;        // squared difference of two samples
+// 24 dB per octave: an octave above the cutoff all but 0.02 dB passes.
+constexpr unsigned kHighPassOrder = 4;
 
 // share × length in frames, within low..high; the high bound wins.
 std::int64_t framesOf(float share, std::int64_t length, std::int64_t low, std::int64_t high) {
@@ -68,7 +70,8 @@ void fitToPitch(LoopRange& range, const SpectralEstimate* pitch, double rate, st
 }
 
 bool filter(std::span<float> samples, unsigned channels, double cutoff, double rate, UserInterface& ui) {
-    std::vector<HighPass> filters(channels, HighPass(cutoff, rate));
+    std::vector<BiquadCascade> filters(
+        channels, BiquadCascade(designButterworth(FilterKind::HighPass, kHighPassOrder, cutoff, rate)));
     const std::size_t block = kBlock * channels;
     for (std::size_t at = 0; at < samples.size(); at += block) {
         if (ui.aborted())

@@ -8,7 +8,6 @@
 #include <limits>
 
 #include "base/error.h"
-#include "dsp/high_pass.h"
 #include "dsp/loop_similarity.h"
 #include "test_tools.h"
 
@@ -120,21 +119,6 @@ TEST(LoopSimilarity, IsTheNormalisedCorrelation) {
     EXPECT_NEAR(loopSimilarity(a.data(), b.data(), 77), std::cos(1), 0.02);
     EXPECT_EQ(loopSimilarity(a.data(), std::vector<float>(77).data(), 77), 0);
     EXPECT_EQ(loopSimilarity(nullptr, nullptr, 0), 0);
-}
-
-TEST(HighPass, PassesAndStops) {
-    // Level of a sine after the filter, in dB; a fourth-order Butterworth's own law at an octave each.
-    for (const double octaves : {-2.0, -1.0, 0.0, 0.5, 1.0, 3.0}) {
-        std::vector<float> samples(20000);
-        for (std::size_t i = 0; i < samples.size(); ++i)
-            samples[i] = static_cast<float>(
-                std::sin(2 * M_PI * 500 * std::exp2(octaves) * static_cast<double>(i) / 48000));
-        HighPass(500, 48000).process(samples);
-        double power = 0;
-        for (std::size_t i = 10400; i < 20000; ++i)
-            power += static_cast<double>(samples[i] * samples[i]) / 4800;
-        EXPECT_NEAR(10 * std::log10(power), -10 * std::log10(1 + std::exp2(-8 * octaves)), 0.1) << octaves;
-    }
 }
 
 }  // namespace
