@@ -56,7 +56,6 @@ bool unroll(Waveform& to, const Waveform& from, const RegionLoop& loop, std::uin
 bool canTakeOctaves(const Waveform& waveform, const RegionLoop& loop, int octaves) {
     const double ratio = std::ldexp(1.0, -octaves);
     return waveform.channels > 0 && waveform.frames * ratio >= kLeastFrames &&
-           waveform.sampleRate * ratio >= kLeastFrames &&
            (!loop.on || std::floor((loop.end - loop.start) * ratio + 0.5) >= kLeastLoop);
 }
 
@@ -65,8 +64,6 @@ bool makeOctaveCopy(Waveform& copy, Waveform& source, const RegionLoop& loop, in
     if (!source.loadSamples())
         return false;
     const double ratio = lengthRatio(loop, octaves);
-    const double exactRate = source.sampleRate * ratio;
-    const auto rate = static_cast<std::uint32_t>(std::max(1.0, std::floor(exactRate + 0.5)));
     const bool whole = loop.start == std::floor(loop.start) && loop.end == std::floor(loop.end);
     const bool endless = loop.on && whole && loop.mode == LoopMode::Forward && !loop.untilRelease;
     // The loop begins so much later that the filter sees the same on both of its ends.
@@ -81,12 +78,15 @@ bool makeOctaveCopy(Waveform& copy, Waveform& source, const RegionLoop& loop, in
     copy.copyContentFrom(source);
     copy.clearLoop();
     const auto frames = static_cast<std::uint32_t>(std::max(1.0, std::floor(from->frames * ratio)));
-    if (!Resample(copy, *from, frames, rate, kMethod, ratio, &ui))
+    if (!Resample(copy, *from, frames, source.sampleRate, kMethod, ratio, &ui))
         return false;
-    copy.sampleRate = rate;
-    addedCents = static_cast<float>(1200 * std::log2(exactRate / rate));
-    const double cents = static_cast<double>(copy.tuning) + static_cast<double>(addedCents) / 100;
-    copy.tuning = static_cast<float>(cents);
+    copy.sampleRate = source.sampleRate;  // a buffer rounds it
+    addedCents = static_cast<float>(1200 * (std::log2(ratio) + octaves));
+    copy.tuning += addedCents / 100;
+    if (source.rootKey + 12 * octaves <= 127)
+        copy.rootKey = static_cast<std::uint8_t>(source.rootKey + 12 * octaves);
+    else
+        copy.tuning -= static_cast<float>(12 * octaves);
     if (loop.on) {
         const double start = std::floor((loop.start + margin) * ratio + 0.5);
         const double length = std::floor((loop.end - loop.start) * ratio + 0.5);

@@ -15,10 +15,13 @@ bool canTakeOctaves(const Waveform& waveform, const RegionLoop& loop, int octave
 
 // Fills `copy` (another waveform, in whatever collection) with the frames of `source` at 1 / 2^octaves of its
 // rate, or at the ratio nearest to it that makes the loop a whole number of frames long: rounding a short
-// loop would be heard as a wrong pitch. Sounds at the same pitch on every key; what the sample rate can not
-// say goes to the tuning, in `addedCents`. The loop, of whole frames, becomes the waveform's own. A forward
-// loop is heard as before without a step at its ends: it is filtered as endless and begins a little later.
-// What lies behind a loop that is not heard after the release is cut off. False with LastErrorText.
+// loop would be heard as a wrong pitch. It says that it has the source's rate still, so that it sounds
+// `octaves` higher and its root key is as much higher (where that leaves the keyboard, the tuning lower);
+// what remains of the ratio goes to the tuning. So each key sounds at the same pitch and, in its octave, is
+// read at the same speed as the source around its root key. The loop, of whole frames, becomes the waveform's
+// own. A forward loop is heard as before without a step at its ends: it is filtered as endless and begins a
+// little later. What lies behind a loop that is not heard after the release is cut off. `addedCents` is what
+// of the tuning is due to the ratio. False with LastErrorText.
 bool makeOctaveCopy(Waveform& copy, Waveform& source, const RegionLoop& loop, int octaves, float& addedCents,
                     UserInterface& ui);
 

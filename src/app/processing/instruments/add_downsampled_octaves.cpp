@@ -36,12 +36,14 @@ struct Copy {
     float addedCents = 0;
 };
 
+float tuningOf(const Region& region, const Waveform& waveform) {
+    return region.overrides.has(RegionOverrides::Tuning) ? region.overrides.tuning : waveform.tuningCents();
+}
+
 // The octaves by which a key reads a waveform faster than its own rate.
 int octavesAt(const ArticulationValues& values, const Region& region, const Waveform& waveform, int key) {
-    const float cents =
-        region.overrides.has(RegionOverrides::Tuning) ? region.overrides.tuning : waveform.tuningCents();
     const float semitones = static_cast<float>(key - region.rootKey()) * values[parameter::KeyToPitch] +
-                            values[parameter::MasterTuning] + cents / 100;
+                            values[parameter::MasterTuning] + tuningOf(region, waveform) / 100;
     // A hundredth of a semitone below the octave is as good as there.
     return std::isfinite(semitones) ? static_cast<int>(std::clamp((semitones + 0.01f) / 12, 0.0f, 20.0f)) : 0;
 }
@@ -62,14 +64,28 @@ std::vector<Part> partsOf(const ArticulationValues& values, const Region& region
     return parts;
 }
 
-// Makes a region play a copy.
-void play(Region& region, const Waveform& waveform, const Copy& copy) {
-    region.links.replace(waveform.id(), copy.made->id());
+// Makes a region play a copy at the pitch that it played the waveform at.
+void play(Region& region, const Waveform& waveform, const Copy& copy, int octaves, float keyToPitch) {
     RegionOverrides& own = region.overrides;
-    if (own.has(RegionOverrides::Tuning))
-        own.tuning += copy.addedCents;
+    int root = region.rootKey();
+    float tuning = tuningOf(region, waveform) + copy.addedCents;
+    // A root key that is 12 keys higher is an octave only where each key is a semitone.
+    if (keyToPitch == 1 && root + 12 * octaves <= 127)
+        root += 12 * octaves;
+    else
+        tuning -= 1200.0f * static_cast<float>(octaves);
+    region.links.replace(waveform.id(), copy.made->id());
     // The loop is the copy's own.
-    own.flags &= RegionOverrides::RootKey | RegionOverrides::Tuning;
+    own.flags = 0;
+    if (root != copy.made->rootKey) {
+        own.flags |= RegionOverrides::RootKey;
+        own.rootKey = static_cast<std::uint8_t>(root);
+    }
+    // Below a thousandth of a cent is rounding.
+    if (!(std::abs(tuning - copy.made->tuningCents()) < 0.001f)) {
+        own.flags |= RegionOverrides::Tuning;
+        own.tuning = tuning;
+    }
 }
 
 ProcessOutcome run(ProcessJob& job) {
@@ -80,6 +96,7 @@ ProcessOutcome run(ProcessJob& job) {
         Region* region;
         Waveform* waveform;
         RegionLoop loop;
+        float keyToPitch;
         std::vector<Part> parts;
     };
     std::vector<Plan> plans;
@@ -99,7 +116,8 @@ ProcessOutcome run(ProcessJob& job) {
         const ArticulationValues values =
             resolveArticulation(instrument ? &instrument->articulation : nullptr,
                                 layer ? &layer->articulation : nullptr, &region->articulation);
-        Plan plan{region, waveform, regionLoop(*waveform, region->overrides), {}};
+        Plan plan{
+            region, waveform, regionLoop(*waveform, region->overrides), values[parameter::KeyToPitch], {}};
         plan.parts = partsOf(values, *region, *waveform, plan.loop, most);
         if (std::all_of(plan.parts.begin(), plan.parts.end(),
                         [](const Part& part) { return part.octaves == 0; }))
@@ -158,7 +176,8 @@ ProcessOutcome run(ProcessJob& job) {
         for (std::size_t i = 0; i < plan.parts.size(); ++i) {
             regions[i]->keys = plan.parts[i].keys;
             if (plan.parts[i].octaves > 0)
-                play(*regions[i], *plan.waveform, copies[keyOf(plan, plan.parts[i].octaves)]);
+                play(*regions[i], *plan.waveform, copies[keyOf(plan, plan.parts[i].octaves)],
+                     plan.parts[i].octaves, plan.keyToPitch);
         }
     }
     for (Layer* layer : collection.all<Layer>()) {
