@@ -58,6 +58,10 @@ bool unset(Articulation& record, std::uint16_t number) {
     return true;
 }
 
+bool ofFilter(std::uint16_t number) {
+    return number == p::Cutoff || number == p::Resonance;
+}
+
 // Sets a value for everything at and below the item.
 bool setFor(const Records& records, std::uint16_t number, float value) {
     const bool sum = combination(number) == Combination::Sum;
@@ -65,6 +69,9 @@ bool setFor(const Records& records, std::uint16_t number, float value) {
     bool changed = false;
     for (Articulation* record : records.below)
         changed = unset(*record, number) || changed;
+    // What is below may be held by another instrument too, whose filter is on; this one needs no value.
+    if (ofFilter(number) && !records.filtered())
+        return changed;
     const float inherited = records.inherited(number);
     if (value == inherited)
         return unset(*records.own, number) || changed;
@@ -83,8 +90,7 @@ bool changeEach(const Records& records, std::uint16_t number, Change change) {
     if (records.own->setting(number, value))
         return store(*records.own, number, change(value)) || changed;
     // What no filter uses needs no value of its own.
-    const bool ofFilter = number == p::Cutoff || number == p::Resonance;
-    if (ofFilter && !records.filtered())
+    if (ofFilter(number) && !records.filtered())
         return changed;
     value = records.inherited(number);
     const float wanted = limitedToRange(number, change(value));
@@ -118,12 +124,11 @@ bool change(const Records& records, const CommonParameters& how) {
     note(changeBy(records, p::MasterTuning, how.tuning));
     note(changeBy(records, p::Send1, how.reverb));
     note(changeBy(records, p::Send3, how.chorus));
-    if (!how.resonance.set || records.filtered())
-        note(changeBy(records, p::Resonance, how.resonance));
-    if (!how.cutoff)
-        note(scale(records, p::Cutoff, how.cutoffFactor));
-    else if (records.filtered())
+    note(changeBy(records, p::Resonance, how.resonance));
+    if (how.cutoff)
         note(setFor(records, p::Cutoff, *how.cutoff));
+    else
+        note(scale(records, p::Cutoff, how.cutoffFactor));
     const auto time = [&](std::uint16_t row, const std::optional<float>& factor) {
         note(scale(records, static_cast<std::uint16_t>(p::VEnvelope + row), factor));
     };
