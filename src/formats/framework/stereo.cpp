@@ -113,14 +113,15 @@ bool formPair(const Waveform& left, const Waveform& right) {
 constexpr std::size_t kBlock = 1 << 17;  // frames between two looks at the abort flag: below a millisecond
 
 // Loads both halves and interleaves them. Empty when that fails or is aborted.
-SampleBufferRef joinSamples(Waveform& left, Waveform& right, UserInterface& ui) {
+SampleBufferRef joinSamples(Waveform& left, Waveform& right, UserInterface& ui, bool& aborted) {
     if (!left.loadSamples() || !right.loadSamples())
         return {};
     SampleBufferRef stereo(SampleBuffer::create(left.frames, 2, static_cast<float>(left.sampleRate)));
     if (!stereo || right.samples().size() != left.samples().size())
         return {};
     for (std::size_t at = 0; at < left.frames; at += kBlock) {
-        if (ui.aborted())
+        aborted = ui.aborted();
+        if (aborted)
             return {};
         for (std::size_t i = at; i < std::min<std::size_t>(left.frames, at + kBlock); ++i) {
             stereo->data()[2 * i] = left.samples()[i];
@@ -321,14 +322,15 @@ int mergeStereoPairs(Collection& collection, const StereoPairing& how, UserInter
             continue;  // one half also sounds without the other
         merge.source = stereoPairSource(left, right);
         if (!merge.source) {
-            merge.samples = joinSamples(left, right, ui);
+            bool aborted = false;
+            merge.samples = joinSamples(left, right, ui, aborted);
+            if (aborted)
+                return -1;
             if (!merge.samples)
                 continue;
         }
         merges.push_back(std::move(merge));
     }
-    if (ui.aborted())
-        return -1;
     std::vector<ItemId> goneWaveforms, goneRegions;
     for (Merge& merge : merges) {
         Waveform& left = *merge.pair->left;

@@ -104,10 +104,14 @@ TEST(InstrumentBanks, StereoDividesIntoLayersAndBack) {
         for (std::size_t i = 0; i < before.size(); ++i)
             test::expectSameSound(before[i], after[i], when);
     };
+    const auto items = [&] {
+        return collection.waveformsOf(collection).size() + collection.count(ItemKind::Layer);
+    };
     const auto atFirst = stereoWaves();
     runNamed("instrument:merge-mono-waveform-pairs-to-stereo", collection);
     expectAsBefore("merged");
     const auto merged = stereoWaves();
+    const auto itemsMerged = items();
     EXPECT_GE(merged, atFirst);
     EXPECT_GT(merged, 0);
     EXPECT_EQ(runNamed("instrument:split-stereo-waveforms-to-dual-layers", collection).changed, 1u);
@@ -116,6 +120,7 @@ TEST(InstrumentBanks, StereoDividesIntoLayersAndBack) {
     EXPECT_EQ(runNamed("instrument:merge-mono-waveform-pairs-to-stereo", collection, {"by=panning"}).changed,
               1u);
     EXPECT_EQ(stereoWaves(), merged);
+    EXPECT_EQ(items(), itemsMerged) << "no empty layer is left";
     expectAsBefore("merged again");
 }
 

@@ -24,6 +24,26 @@ constexpr ProcessParameter kParameters[] = {
          "stereo recording."},
 };
 
+// Layers that had nothing but right halves.
+void removeEmptied(Collection& collection, const std::vector<Layer*>& filled) {
+    std::vector<ItemId> gone;
+    for (const Layer* layer : filled) {
+        if (layer->links.empty())
+            gone.push_back(layer->id());
+    }
+    if (gone.empty())
+        return;
+    collection.removeAll(ItemKind::Layer, gone);
+    for (Instrument* instrument : collection.all<Instrument>()) {
+        std::vector<ItemId> left;
+        for (const ItemId id : instrument->links) {
+            if (collection.find(id))
+                left.push_back(id);
+        }
+        instrument->links.assign(left);
+    }
+}
+
 ProcessOutcome run(ProcessJob& job) {
     const std::size_t by = job.settings.choice("by");
     StereoPairing how{.byName = by != 2, .byPanning = by != 1, .centred = job.settings.flag("centred")};
@@ -33,9 +53,15 @@ ProcessOutcome run(ProcessJob& job) {
         listed.insert(scope.waveforms.begin(), scope.waveforms.end());
         how.only = [&](const Waveform& left) { return listed.contains(&left); };
     }
+    std::vector<Layer*> filled;
+    for (Layer* layer : job.collection().all<Layer>()) {
+        if (!layer->links.empty())
+            filled.push_back(layer);
+    }
     const int merged = mergeStereoPairs(job.collection(), how, job.ui);
     if (merged < 0)
         return cancelled();
+    removeEmptied(job.collection(), filled);
     return merged > 0 ? ProcessOutcome::Changed : ProcessOutcome::Unchanged;
 }
 
