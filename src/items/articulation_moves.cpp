@@ -52,7 +52,12 @@ bool sumKeeps(std::uint16_t number, float instrument, float layer, float region)
 class UpwardMove {
   public:
     UpwardMove(const InstrumentLevels& levels, Instrument& instrument)
-        : levels_(levels), instrument_(instrument), layers_(linkedItems<Layer>(instrument)) {}
+        : levels_(levels),
+          above_(instrument.articulation),
+          instrument_(&instrument),
+          layers_(linkedItems<Layer>(instrument)) {}
+    // For single layers below a record.
+    UpwardMove(const InstrumentLevels& levels, const Articulation& above) : levels_(levels), above_(above) {}
 
     // Again and again: what has gone from the layers to the instrument makes room in the layers.
     int run() {
@@ -64,6 +69,19 @@ class UpwardMove {
         return moved_;
     }
 
+    // Returns how many settings were moved so far.
+    int raiseToLayer(Layer& layer) {
+        const auto regions = linkedItems<Region>(layer);
+        if (anyShared(levels_, regions))
+            return moved_;
+        raise(regions, layer.articulation, [&](std::uint16_t number, float value) {
+            return sumKeeps(number, settingOrZero(above_, number), settingOrZero(layer.articulation, number),
+                            value);
+        });
+        return moved_;
+    }
+    int moved() const { return moved_; }
+
   private:
     void pass() {
         for (Layer* layer : layers_) {
@@ -71,17 +89,7 @@ class UpwardMove {
                 raiseToLayer(*layer);
         }
         if (!anyShared(levels_, layers_))
-            raise(layers_, instrument_.articulation, [](std::uint16_t, float) { return true; });
-    }
-
-    void raiseToLayer(Layer& layer) {
-        const auto regions = linkedItems<Region>(layer);
-        if (anyShared(levels_, regions))
-            return;
-        raise(regions, layer.articulation, [&](std::uint16_t number, float value) {
-            return sumKeeps(number, settingOrZero(instrument_.articulation, number),
-                            settingOrZero(layer.articulation, number), value);
-        });
+            raise(layers_, instrument_->articulation, [](std::uint16_t, float) { return true; });
     }
 
     // Moves what all `from` agree in to `to`. `keepsSums(number, value)` has a say in sums.
@@ -108,7 +116,8 @@ class UpwardMove {
     }
 
     const InstrumentLevels& levels_;
-    Instrument& instrument_;
+    const Articulation& above_;
+    Instrument* instrument_ = nullptr;
     std::vector<Layer*> layers_;
     int moved_ = 0;
 };
@@ -150,34 +159,86 @@ void lowerToRegions(const Articulation& instrument, Layer& layer, const std::vec
 
 }  // namespace
 
+void foldArticulation(const Articulation& upper, Articulation& lower) {
+    for (const auto& [number, value] : upper.entries()) {
+        if (std::isfinite(value))
+            combineInto(lower, number, value);
+    }
+}
+
+namespace {
+
+bool lower(const InstrumentLevels& levels, const Articulation& above, Layer& layer) {
+    const auto regions = linkedItems<Region>(layer);
+    if (layer.articulation.empty() || regions.empty() || levels.shared(layer) || anyShared(levels, regions))
+        return false;
+    const std::size_t before = layer.articulation.entries().size();
+    lowerToRegions(above, layer, regions);
+    return layer.articulation.entries().size() != before;
+}
+
+bool lower(const InstrumentLevels& levels, Instrument& instrument) {
+    const auto layers = linkedItems<Layer>(instrument);
+    bool moved = false;
+    if (!instrument.articulation.empty() && !layers.empty() && !anyShared(levels, layers)) {
+        for (Layer* layer : layers)
+            foldArticulation(instrument.articulation, layer->articulation);
+        instrument.articulation.clear();
+        moved = true;
+    }
+    for (Layer* layer : layers)
+        moved = lower(levels, instrument.articulation, *layer) || moved;
+    return moved;
+}
+
+// The record above a layer that at most one instrument holds.
+const Articulation& above(const InstrumentLevels& levels, const Layer& layer) {
+    static const Articulation none;
+    const auto& holders = levels.holders(layer);
+    return holders.empty() ? none : holders.front()->articulation;
+}
+
+}  // namespace
+
 int moveArticulationUp(Collection& collection, Instrument& instrument) {
     return UpwardMove(InstrumentLevels(collection), instrument).run();
 }
 
-void moveArticulationDown(Instrument& instrument) {
-    const InstrumentLevels levels(instrument.owner());
-    const auto layers = linkedItems<Layer>(instrument);
-    if (!layers.empty() && !anyShared(levels, layers)) {
-        for (Layer* layer : layers) {
-            for (const auto& [number, value] : instrument.articulation.entries()) {
-                if (std::isfinite(value))
-                    combineInto(layer->articulation, number, value);
-            }
-        }
-        instrument.articulation.clear();
-    }
-    for (Layer* layer : layers) {
-        const auto regions = linkedItems<Region>(*layer);
-        if (regions.empty() || levels.shared(*layer) || anyShared(levels, regions))
-            continue;
-        lowerToRegions(instrument.articulation, *layer, regions);
-    }
+int moveArticulationUp(Layer& layer) {
+    const InstrumentLevels levels(layer.owner());
+    if (levels.shared(layer))
+        return 0;
+    int before = 0;
+    UpwardMove move(levels, above(levels, layer));
+    do
+        before = move.moved();
+    while (move.raiseToLayer(layer) != before);
+    return before;
 }
 
-void moveArticulation(Collection& collection) {
+bool moveArticulationDown(Instrument& instrument) {
+    return lower(InstrumentLevels(instrument.owner()), instrument);
+}
+
+bool moveArticulationDown(Layer& layer) {
+    const InstrumentLevels levels(layer.owner());
+    return lower(levels, above(levels, layer), layer);
+}
+
+int moveAllArticulationDown(Collection& collection) {
     const InstrumentLevels levels(collection);
+    int changed = 0;
     for (Instrument* instrument : collection.all<Instrument>())
-        UpwardMove(levels, *instrument).run();
+        changed += lower(levels, *instrument);
+    return changed;
+}
+
+int moveArticulation(Collection& collection) {
+    const InstrumentLevels levels(collection);
+    int moved = 0;
+    for (Instrument* instrument : collection.all<Instrument>())
+        moved += UpwardMove(levels, *instrument).run();
+    return moved;
 }
 
 namespace {

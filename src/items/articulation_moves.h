@@ -17,16 +17,29 @@ namespace velor {
 // regions counts like any other when its instrument is looked at. Trigger settings are not moved.
 // Returns how many settings were moved up, counted at the place they went to.
 int moveArticulationUp(Collection& collection, Instrument& instrument);
+// The same from the regions of one layer to the layer. A layer that several instruments hold stays as it is.
+int moveArticulationUp(Layer& layer);
 
 // "Move articulation level": gives everything that an instrument and its layers set, trigger settings
 // included, to their regions, limited to its range, and clears it above. What a shared item keeps from going
 // down stays above it: at the instrument when a layer is shared, at the layer when a region is.
 // Sums that would be rounded by more than a millionth stay too. Layers without regions keep their settings,
 // and so does an instrument without layers.
-void moveArticulationDown(Instrument& instrument);
+// True when something moved.
+bool moveArticulationDown(Instrument& instrument);
+// The same for what one layer sets.
+bool moveArticulationDown(Layer& layer);
+// The same for every instrument of the collection. Returns how many changed.
+int moveAllArticulationDown(Collection& collection);
+
+// Gives a record what the level above it sets, as if both stood there: sums are added, other settings taken
+// where it has none, trigger settings included. Nothing is limited, so that what a region plays stays exactly
+// the same when `upper` then goes.
+void foldArticulation(const Articulation& upper, Articulation& lower);
 
 // moveArticulationUp() for every instrument of the collection.
-void moveArticulation(Collection& collection);
+// Returns how many settings were moved up.
+int moveArticulation(Collection& collection);
 
 // Trigger settings (trigger, pedal condition, exclusive class) belong to single regions: those that a layer
 // sets are given to its regions that have none of their own, and unset at the layer. A setting stays at the

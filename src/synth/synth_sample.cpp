@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/error.h"
+#include "items/region_loop.h"
 
 namespace velor {
 
@@ -113,18 +114,8 @@ void appendReversed(std::vector<Word>& words, std::size_t begin, std::uint32_t s
 std::shared_ptr<const SynthSample> SynthSampleCache::sample(Waveform& waveform,
                                                             const RegionOverrides& overrides) {
     LastErrorText.clear();
-    Loop loop;
-    loop.on = overrides.has(RegionOverrides::Looped) ? overrides.looped : waveform.looped;
-    loop.mode = overrides.has(RegionOverrides::LoopModeFlag) ? overrides.loopMode : waveform.loopMode;
-    loop.start = overrides.has(RegionOverrides::LoopStart) ? overrides.loopStart : waveform.loopStart;
-    loop.end = overrides.has(RegionOverrides::LoopEnd) ? overrides.loopEnd : waveform.loopEnd;
-    loop.untilRelease = waveform.loopUntilRelease || waveform.playThrough;
-    // A region that switches the loop on need not name a mode.
-    if (loop.on && loop.mode == LoopMode::None)
-        loop.mode = LoopMode::Forward;
-    loop.end = std::min(loop.end, static_cast<double>(waveform.frames));
-    if (!loop.on || !(loop.start >= 0) || !(loop.end - loop.start >= 1))
-        loop = {};
+    const RegionLoop played = regionLoop(waveform, overrides);
+    const Loop loop{played.on, played.mode, played.start, played.end, played.untilRelease};
     const auto key = std::make_pair(static_cast<const Waveform*>(&waveform), loop);
     if (const auto found = samples_.find(key); found != samples_.end())
         return found->second;

@@ -1,6 +1,7 @@
 // The operations that the open pipeline applies to a collection after a load, each also a command of its own.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "base/user_interface.h"
@@ -32,6 +33,15 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui);
 // key, tuning and loop, when the regions that play them differ in nothing but the side. "Done: Merged %d mono
 // waveforms into %d stereo waveform%s"; empty when there was none.
 std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui);
+// Which mono waveforms that does, and which not. Returns how many pairs were merged; -1 when the user aborts,
+// nothing changed then.
+struct StereoPairing {
+    bool byName = true;
+    bool byPanning = false;  // also without such names, when their regions play hard left and hard right
+    bool centred = true;     // also those whose regions all play in the middle, though that sounds wider
+    std::function<bool(const Waveform& left)> only = {};  // empty for all
+};
+int mergeStereoPairs(Collection& collection, const StereoPairing& how, UserInterface& ui);
 
 // Joins layers of one instrument that never answer to the same key and velocity and between whose
 // articulation there is no difference to hear. Layers that are linked to more than once stay. "Merged %d

@@ -1,8 +1,9 @@
 // Splitting stereo waveforms into two mono ones, and joining mono pairs.
 #include <algorithm>
-#include <cmath>
-#include <numbers>
+#include <map>
+#include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "base/error.h"
 #include "base/text.h"
@@ -10,69 +11,13 @@
 #include "formats/framework/stereo_pair_source.h"
 #include "items/instrument_levels.h"
 #include "items/region_parameters.h"
+#include "items/stereo_sides.h"
 
 namespace velor {
 
 namespace {
 
-using parameter::MasterVolume;
 using parameter::PanPosition;  // -1 left … +1 right
-
-constexpr float kLeft = -1, kMiddle = 0, kRight = 1;
-
-// The levels above a region. Of a region that sounds at several places it is the first.
-struct Above {
-    const Articulation* instrument = nullptr;
-    const Articulation* layer = nullptr;
-};
-
-Above levelsAbove(const InstrumentLevels& levels, const Region& region) {
-    const auto& layers = levels.holders(region);
-    if (layers.empty())
-        return {};
-    const auto& instruments = levels.holders(*layers.front());
-    return {instruments.empty() ? nullptr : &instruments.front()->articulation,
-            &layers.front()->articulation};
-}
-
-ArticulationValues played(const Above& above, const Region& region) {
-    return resolveArticulation(above.instrument, above.layer, &region.articulation);
-}
-
-// Makes a region play at a pan position whatever its layer and its instrument add.
-void panTo(const Above& above, Region& region, float position) {
-    float added = 0;
-    for (const Articulation* level : {above.instrument, above.layer}) {
-        float value = 0;
-        if (level && level->setting(PanPosition, value))
-            added += value;
-    }
-    if (position == added)
-        region.articulation.unset(PanPosition);
-    else
-        region.articulation.set(PanPosition, position - added);
-}
-
-// How much softer than its loudest, in dB, one side of a stereo waveform plays at a pan position: the nearer
-// side as it is, the farther one along the constant-power curve.
-float balanceLevel(float pan, bool right) {
-    const double angle = (static_cast<double>(pan) + 1) * std::numbers::pi / 4;
-    const double gain = std::numbers::sqrt2 * (right ? std::sin(angle) : std::cos(angle));
-    if (gain > 1 - 1e-6)
-        return 0;
-    const float silent = articulationParameter(MasterVolume)->minimum;
-    return gain > 1e-6 ? std::max(static_cast<float>(20 * std::log10(gain)), silent) : silent;
-}
-
-// Turns a region of a stereo waveform into one of its halves.
-void takeSide(const Above& above, Region& region, float pan, bool right) {
-    panTo(above, region, right ? kRight : kLeft);
-    if (const float level = balanceLevel(pan, right); level != 0) {
-        float own = 0;
-        region.articulation.setting(MasterVolume, own);
-        region.articulation.set(MasterVolume, own + level);
-    }
-}
 
 SampleBufferRef takeChannel(const Waveform& stereo, std::size_t channel) {
     SampleBufferRef mono(SampleBuffer::create(stereo.frames, 1, static_cast<float>(stereo.sampleRate)));
@@ -114,10 +59,10 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui) {
             other->articulation = region->articulation;
             other->links = region->links;
             other->links.replace(left->id(), right->id());
-            const Above above = levelsAbove(levels, *region);
-            const float pan = played(above, *region)[PanPosition];
-            takeSide(above, *region, pan, false);
-            takeSide(above, *other, pan, true);
+            const LevelsAbove above = levelsAbove(levels, *region);
+            const float pan = playedBelow(above, *region)[PanPosition];
+            takeStereoSide(above, *region, pan, false);
+            takeStereoSide(above, *other, pan, true);
             for (Layer* layer : levels.holders(*region))
                 layer->links.add(other->id());
         }
@@ -165,19 +110,25 @@ bool formPair(const Waveform& left, const Waveform& right) {
            left.loopUntilRelease == right.loopUntilRelease;
 }
 
-// Loads both halves and interleaves them in the left one; the right one stays as it is.
-bool joinSamples(Waveform& left, Waveform& right) {
+constexpr std::size_t kBlock = 1 << 17;  // frames between two looks at the abort flag: below a millisecond
+
+// Loads both halves and interleaves them. Empty when that fails or is aborted.
+SampleBufferRef joinSamples(Waveform& left, Waveform& right, UserInterface& ui, bool& aborted) {
     if (!left.loadSamples() || !right.loadSamples())
-        return false;
+        return {};
     SampleBufferRef stereo(SampleBuffer::create(left.frames, 2, static_cast<float>(left.sampleRate)));
     if (!stereo || right.samples().size() != left.samples().size())
-        return false;
-    for (std::size_t i = 0; i < left.frames; ++i) {
-        stereo->data()[2 * i] = left.samples()[i];
-        stereo->data()[2 * i + 1] = right.samples()[i];
+        return {};
+    for (std::size_t at = 0; at < left.frames; at += kBlock) {
+        aborted = ui.aborted();
+        if (aborted)
+            return {};
+        for (std::size_t i = at; i < std::min<std::size_t>(left.frames, at + kBlock); ++i) {
+            stereo->data()[2 * i] = left.samples()[i];
+            stereo->data()[2 * i + 1] = right.samples()[i];
+        }
     }
-    left.installBuffer(std::move(stereo));
-    return true;
+    return stereo;
 }
 
 const Instrument* instrumentOf(const InstrumentLevels& levels, const Region& region) {
@@ -215,17 +166,28 @@ bool mirror(const InstrumentLevels& levels, const Region& left, const Region& ri
     if (left.keys != right.keys || left.velocities != right.velocities || left.overrides != right.overrides ||
         !soundTogether(levels, left, right) || triggersOf(levels, left) != triggersOf(levels, right))
         return false;
-    ArticulationValues a = played(levelsAbove(levels, left), left);
-    ArticulationValues b = played(levelsAbove(levels, right), right);
+    ArticulationValues a = playedBelow(levelsAbove(levels, left), left);
+    ArticulationValues b = playedBelow(levelsAbove(levels, right), right);
     const float leftPan = a[PanPosition], rightPan = b[PanPosition];
     a[PanPosition] = b[PanPosition] = 0;
-    return a == b &&
-           ((leftPan == kMiddle && rightPan == kMiddle) || (leftPan == kLeft && rightPan == kRight));
+    return a == b && ((leftPan == kPanMiddle && rightPan == kPanMiddle) ||
+                      (leftPan == kPanLeft && rightPan == kPanRight));
 }
 
 }  // namespace
 
-std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
+namespace {
+
+using RegionsOf = std::unordered_map<ItemId, std::vector<Region*>>;
+
+struct WavePair {
+    Waveform* left;
+    Waveform* right;
+    std::string name;
+};
+
+// Pairs by the endings of their names. Two sounds of one name are not told apart reliably and left out.
+std::vector<WavePair> pairsByName(const Collection& collection) {
     std::unordered_map<std::string, std::vector<Waveform*>> lefts;
     std::unordered_map<std::string, std::vector<Waveform*>> rights;
     std::unordered_map<ItemId, std::string> shownNames;
@@ -242,57 +204,162 @@ std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
             rights[base].push_back(waveform);
         }
     }
-    std::unordered_map<ItemId, std::vector<Region*>> users;
+    std::vector<WavePair> pairs;
+    for (const std::string& base : order) {
+        if (lefts[base].size() == 1 && rights[base].size() == 1)
+            pairs.push_back(
+                {lefts[base].front(), rights[base].front(), shownNames[lefts[base].front()->id()]});
+    }
+    return pairs;
+}
+
+// Waveforms whose regions play on the far sides together: the first region of each left one says with which.
+std::vector<WavePair> pairsByPanning(const Collection& collection, const InstrumentLevels& levels,
+                                     const RegionsOf& users) {
+    const auto panOf = [&](const Region& region) {
+        return playedBelow(levelsAbove(levels, region), region)[PanPosition];
+    };
+    // Regions on the right by the instrument that plays them, and by their ranges.
+    using Place = std::tuple<const Instrument*, std::uint16_t, std::uint16_t>;
+    const auto placeOf = [&](const Region& region) {
+        return Place{instrumentOf(levels, region), region.keys.word(), region.velocities.word()};
+    };
+    std::map<Place, std::vector<Region*>> rights;
+    for (Region* region : collection.all<Region>()) {
+        const Waveform* waveform = region->waveform();
+        if (waveform && waveform->channels == 1 && panOf(*region) == kPanRight)
+            rights[placeOf(*region)].push_back(region);
+    }
+    std::vector<WavePair> pairs;
+    std::unordered_set<const Waveform*> taken;
+    for (Waveform* left : collection.all<Waveform>()) {
+        const auto found = users.find(left->id());
+        if (left->channels != 1 || found == users.end() || taken.contains(left))
+            continue;
+        const Region& region = *found->second.front();
+        if (panOf(region) != kPanLeft)
+            continue;
+        Waveform* partner = nullptr;
+        int partners = 0;
+        for (const Region* other : rights[placeOf(region)]) {
+            Waveform* right = other->waveform();
+            if (right == left || taken.contains(right) || !formPair(*left, *right) ||
+                !mirror(levels, region, *other))
+                continue;
+            partners += right != partner;
+            partner = right;
+        }
+        // With two to choose from nobody knows which belong together.
+        if (partners != 1)
+            continue;
+        taken.insert(left);
+        taken.insert(partner);
+        std::string base, shown;
+        pairs.push_back({left, partner, sideOf(left->name(), base, shown) == 1 ? shown : left->name()});
+    }
+    return pairs;
+}
+
+bool anyCentred(const InstrumentLevels& levels, const std::vector<Region*>& regions) {
+    return std::any_of(regions.begin(), regions.end(), [&](const Region* region) {
+        return playedBelow(levelsAbove(levels, *region), *region)[PanPosition] == kPanMiddle;
+    });
+}
+
+}  // namespace
+
+int mergeStereoPairs(Collection& collection, const StereoPairing& how, UserInterface& ui) {
+    RegionsOf users;
     for (Region* region : collection.all<Region>()) {
         if (Waveform* waveform = region->waveform())
             users[waveform->id()].push_back(region);
     }
     const InstrumentLevels levels(collection);
+    std::vector<WavePair> pairs;
+    if (how.byName)
+        pairs = pairsByName(collection);
+    if (how.byPanning) {
+        std::unordered_set<const Waveform*> named;
+        for (const WavePair& pair : pairs) {
+            named.insert(pair.left);
+            named.insert(pair.right);
+        }
+        for (WavePair& pair : pairsByPanning(collection, levels, users)) {
+            if (!named.contains(pair.left) && !named.contains(pair.right))
+                pairs.push_back(std::move(pair));
+        }
+    }
 
-    std::vector<ItemId> goneWaveforms, goneRegions;
-    int merged = 0;
-    for (const std::string& base : order) {
-        // Two sounds of one name are not told apart reliably; leave them.
-        if (lefts[base].size() != 1 || rights[base].size() != 1 || ui.aborted())
+    struct Merge {
+        const WavePair* pair;
+        std::vector<Region*> lefts, rights;
+        std::shared_ptr<const WaveformSource> source;
+        SampleBufferRef samples;
+    };
+    std::vector<Merge> merges;
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        ui.progress(static_cast<double>(i) / static_cast<double>(pairs.size()));
+        if (ui.aborted())
+            return -1;
+        Waveform& left = *pairs[i].left;
+        Waveform& right = *pairs[i].right;
+        if (!formPair(left, right) || (how.only && !how.only(left)))
             continue;
-        Waveform* left = lefts[base].front();
-        Waveform* right = rights[base].front();
-        if (!formPair(*left, *right))
+        Merge merge{&pairs[i], users[left.id()], {}, {}, {}};
+        auto rightUsers = users[right.id()];
+        if (!how.centred && anyCentred(levels, merge.lefts))
             continue;
-        auto& leftUsers = users[left->id()];
-        auto rightUsers = users[right->id()];
-        std::vector<Region*> partners;
-        for (Region* region : leftUsers) {
+        for (const Region* region : merge.lefts) {
             const auto match = std::find_if(rightUsers.begin(), rightUsers.end(), [&](const Region* other) {
                 return mirror(levels, *region, *other);
             });
             if (match == rightUsers.end())
                 break;
-            partners.push_back(*match);
+            merge.rights.push_back(*match);
             rightUsers.erase(match);
         }
-        if (partners.size() != leftUsers.size() || !rightUsers.empty())
+        if (merge.rights.size() != merge.lefts.size() || !rightUsers.empty())
             continue;  // one half also sounds without the other
-        if (auto pair = stereoPairSource(*left, *right)) {
-            left->channels = 2;
-            left->setSource(std::move(pair));
-        } else if (!joinSamples(*left, *right)) {
-            continue;
+        merge.source = stereoPairSource(left, right);
+        if (!merge.source) {
+            bool aborted = false;
+            merge.samples = joinSamples(left, right, ui, aborted);
+            if (aborted)
+                return -1;
+            if (!merge.samples)
+                continue;
         }
-        left->setName(shownNames[left->id()]);
-        for (std::size_t i = 0; i < leftUsers.size(); ++i) {
-            panTo(levelsAbove(levels, *leftUsers[i]), *leftUsers[i], kMiddle);
-            goneRegions.push_back(partners[i]->id());
-            for (Layer* layer : levels.holders(*partners[i]))
-                layer->links.remove(partners[i]->id());
-        }
-        goneWaveforms.push_back(right->id());
-        ++merged;
+        merges.push_back(std::move(merge));
     }
-    if (merged == 0)
-        return {};
+    std::vector<ItemId> goneWaveforms, goneRegions;
+    for (Merge& merge : merges) {
+        Waveform& left = *merge.pair->left;
+        if (merge.source) {
+            left.channels = 2;
+            left.setSource(std::move(merge.source));
+        } else {
+            const std::uint32_t rate = left.sampleRate;
+            left.installBuffer(std::move(merge.samples));
+            left.sampleRate = rate;
+        }
+        left.setName(merge.pair->name);
+        for (std::size_t i = 0; i < merge.lefts.size(); ++i) {
+            panTo(levelsAbove(levels, *merge.lefts[i]), *merge.lefts[i], kPanMiddle);
+            goneRegions.push_back(merge.rights[i]->id());
+            for (Layer* layer : levels.holders(*merge.rights[i]))
+                layer->links.remove(merge.rights[i]->id());
+        }
+        goneWaveforms.push_back(merge.pair->right->id());
+    }
     collection.removeAll(ItemKind::Waveform, goneWaveforms);
     collection.removeAll(ItemKind::Region, goneRegions);
+    return static_cast<int>(merges.size());
+}
+
+std::string mergeStereoWaveforms(Collection& collection, UserInterface& ui) {
+    const int merged = mergeStereoPairs(collection, {}, ui);
+    if (merged <= 0)
+        return {};
     return formatText("Done: Merged %d mono waveforms into %d stereo waveform%s", 2 * merged, merged,
                       pluralSuffix(static_cast<unsigned>(merged)));
 }
