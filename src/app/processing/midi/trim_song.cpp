@@ -42,9 +42,9 @@ constexpr ProcessParameter kParameters[] = {
 constexpr std::uint8_t kKeyPressure = 0xA0;
 
 // Bars to ticks by the time signatures of a song.
-class Bars {
+class BarMap {
   public:
-    Bars(const MidiEdit& edit, std::span<const MidiEdit::Place> order) {
+    BarMap(const MidiEdit& edit, std::span<const MidiEdit::Place> order) {
         const double quarter = edit.song() && edit.song()->division ? edit.song()->division : 480;
         parts_.push_back({0, 0, 4 * quarter});
         const auto use = [&](const MidiEvent& event) {
@@ -131,7 +131,12 @@ bool isNote(const MidiEvent& event) {
 std::vector<MidiEvent> cut(const std::vector<MidiEvent>& events, const std::vector<bool>& kept,
                            std::uint64_t start, std::uint64_t end) {
     std::vector<MidiEvent> result;
-    std::map<unsigned, unsigned> early, sounding;  // notes by channel and key
+    std::map<unsigned, int> early, sounding;  // notes by channel and key
+    std::map<unsigned, int> spare;            // note-offs still to come, less the note-ons
+    for (const MidiEvent& event : events) {
+        if (event.tick >= start && event.isChannel() && (event.isNoteOn() || event.isNoteOff()))
+            spare[event.channel() * 128u + event.data1] += event.isNoteOff() ? 1 : -1;
+    }
     std::uint64_t last = start;
     for (std::size_t i = 0; i < events.size(); ++i) {
         MidiEvent event = events[i];
@@ -151,17 +156,20 @@ std::vector<MidiEvent> cut(const std::vector<MidiEvent>& events, const std::vect
             result.push_back(event);
             continue;
         }
-        if (event.tick > end || (event.tick == end && !(event.isChannel() && event.isNoteOff())))
+        const bool on = event.isChannel() && event.isNoteOn(), off = event.isChannel() && event.isNoteOff();
+        if (on || off)
+            spare[key] -= off ? 1 : -1;
+        if (event.tick > end || (event.tick == end && !off))
             continue;
-        if (event.isChannel() && event.isNoteOn()) {
+        if (on) {
             ++sounding[key];
-        } else if (event.isChannel() && event.isNoteOff()) {
-            if (sounding[key] > 0)
-                --sounding[key];
-            else if (early[key] > 0) {
+        } else if (off) {
+            // Of a note that is gone, unless the key was struck again and would get no other.
+            if (early[key] > 0 && (sounding[key] == 0 || spare[key] >= sounding[key])) {
                 --early[key];
-                continue;  // of a note that is gone
+                continue;
             }
+            sounding[key] -= sounding[key] > 0;
         }
         last = std::max(last, event.tick);
         event.tick -= start;
@@ -169,7 +177,7 @@ std::vector<MidiEvent> cut(const std::vector<MidiEvent>& events, const std::vect
     }
     for (const auto& [key, count] : sounding) {
         if (count > 0 && end != UINT64_MAX) {
-            for (unsigned i = 0; i < count; ++i)
+            for (int i = 0; i < count; ++i)
                 result.push_back(channelMessage(end - start, midi::kNoteOff | key / 128, key % 128, 64));
             last = end;
         }
@@ -197,7 +205,7 @@ ProcessOutcome run(ProcessJob& job) {
     if (unit == Bars && (division & 0x8000))
         return processFailed("A song that counts frames of film has no bars");
     const double from = set.number("start");
-    const Bars bars(edit, order);
+    const BarMap bars(edit, order);
     const auto toTick = [&](double value) {
         return wholeTick(unit == Seconds ? tempos.tick(value) : unit == Bars ? bars.tick(value) : value);
     };
