@@ -17,8 +17,13 @@ constexpr double kMedianSeconds = 0.15;   // on each side
 // Of the spectrum; noise reaches some 0.25 by chance and steady tones next to nothing.
 constexpr float kLeastFlux = 0.3f;
 constexpr float kAboveMedian = 0.12f;
-// What the level must rise by within some milliseconds: 3.5 dB, more than vibrato and beating do.
+// What the level must rise by within some milliseconds: 3.5 dB.
 constexpr double kLeastRise = 2.25;
+// An attack is also louder than all that shortly preceded it, by 1.8 dB: so are neither the periods of a low
+// note nor the beats of a chord.
+constexpr double kLeastAbove = 1.5;
+constexpr double kMemorySeconds = 0.045;
+constexpr double kEndSeconds = 0.005;
 
 struct Flux {
     std::vector<float> values;  // one for each hop
@@ -87,31 +92,47 @@ bool placeOnset(std::span<const float> frames, unsigned channels, std::uint32_t 
                 std::size_t count, std::int64_t& place) {
     const auto before = std::max<std::size_t>(8, static_cast<std::size_t>(0.010 * rate));
     const auto after = std::max<std::size_t>(8, static_cast<std::size_t>(0.003 * rate));
-    const auto start = first - static_cast<std::int64_t>(before);
-    const std::vector<double> energy = sharpEnergy(frames, channels, start, before + count + after);
+    const auto memory = std::max(before, static_cast<std::size_t>(kMemorySeconds * rate));
+    const auto start = first - static_cast<std::int64_t>(memory);
+    const std::vector<double> energy = sharpEnergy(frames, channels, start, memory + count + after);
     std::vector<double> sums(energy.size() + 1);
     for (std::size_t i = 0; i < energy.size(); ++i)
         sums[i + 1] = sums[i] + energy[i];
+    // Level of the `length` frames from or up to frame first + i.
+    const auto from = [&](std::size_t i, std::size_t length) {
+        return (sums[i + memory + length] - sums[i + memory]) / static_cast<double>(length);
+    };
+    const auto upTo = [&](std::size_t i, std::size_t length) {
+        return (sums[i + memory] - sums[i + memory - length]) / static_cast<double>(length);
+    };
     double loudest = 0;
     for (std::size_t i = 0; i < count; ++i)
-        loudest = std::max(loudest, sums[i + before + after] - sums[i + before]);
-    loudest /= static_cast<double>(after);
+        loudest = std::max(loudest, from(i, after));
     if (!(loudest > 0))
         return false;
     const auto riseAt = [&](std::size_t i) {
-        const double now = (sums[i + before + after] - sums[i + before]) / static_cast<double>(after);
-        const double old = (sums[i + before] - sums[i]) / static_cast<double>(before);
-        return now < 0.25 * loudest ? 0.0 : now / (old + 1e-4 * loudest);
+        const double now = from(i, after);
+        return now < 0.25 * loudest ? 0.0 : now / (upTo(i, before) + 1e-4 * loudest);
     };
     double best = 0;
+    std::size_t at = 0;
     for (std::size_t i = 0; i < count; ++i)
         best = std::max(best, riseAt(i));
     // The last of equally good places: where the window behind it begins with the attack.
     for (std::size_t i = 0; i < count; ++i) {
-        if (riseAt(i) > 0.9 * best)
+        if (riseAt(i) > 0.9 * best) {
+            at = i;
             place = first + static_cast<std::int64_t>(i);
+        }
     }
-    return best >= kLeastRise;
+    double loudestBefore = 0;
+    for (std::size_t i = after; i + after <= memory; ++i)
+        loudestBefore =
+            std::max(loudestBefore, (sums[at + i] - sums[at + i - after]) / static_cast<double>(after));
+    double loudestBehind = 0;
+    for (std::size_t i = at; i < count; ++i)
+        loudestBehind = std::max(loudestBehind, from(i, after));
+    return best >= kLeastRise && loudestBehind >= kLeastAbove * loudestBefore;
 }
 
 }  // namespace
@@ -149,6 +170,9 @@ std::vector<Onset> findOnsets(std::span<const float> frames, unsigned channels, 
         // A little early: an attack must not lose its first half wave.
         onset.frame =
             std::clamp<std::int64_t>(onset.frame - static_cast<std::int64_t>(0.0005 * rate), 0, count);
+        // A sound that is cut off is no attack.
+        if (count - onset.frame < static_cast<std::int64_t>(kEndSeconds * rate))
+            continue;
         if (!onsets.empty() && onset.frame - onsets.back().frame < apart) {
             if (onset.strength > onsets.back().strength)
                 onsets.back() = onset;

@@ -1,6 +1,7 @@
 #include "dsp/phase_vocoder.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <complex>
@@ -18,11 +19,13 @@ using Complex = RealFft::Complex;
 
 constexpr double kPi = 3.14159265358979324;
 // Long enough to tell the partials of a bass note apart, short enough for what is no clear attack.
-constexpr double kWindowSeconds = 0.07;
+constexpr double kWindowSeconds = 0.14;
 constexpr std::size_t kLeastWindow = 256;
 constexpr std::size_t kMostWindow = 32768;
 // The phases need some time to come back to those of the source, else the pitch is heard to bend.
 constexpr double kGlideSeconds = 0.15;
+// Noise is levelled in bands of so many bins.
+constexpr std::size_t kBand = 16;
 // Two pieces share so much of the source in front of an attack.
 constexpr double kFadeSeconds = 0.001;
 
@@ -63,6 +66,21 @@ class Vocoder {
         // Closer windows would add up noise, whose phases do not fit each other, to less than it was.
         hop_ = static_cast<std::int64_t>(size_ / 4);
         fade_ = std::max<std::int64_t>(2, static_cast<std::int64_t>(kFadeSeconds * source.hertz()));
+        // Products of windows that lie 0, 1, 2 and 3 hops apart, as shares of all: of the power of the sum.
+        double all = 0;
+        for (std::size_t apart = 0; apart < 4; ++apart) {
+            double sum = 0;
+            for (std::size_t i = 0; i + apart * size_ / 4 < size_; ++i) {
+                const float both = window_[i] * window_[i + apart * size_ / 4];
+                sum += double{both} * double{both};
+            }
+            sum *= apart > 0 ? 2 : 1;
+            overlaps_[apart] = static_cast<float>(sum);
+            all += sum;
+        }
+        for (float& overlap : overlaps_)
+            overlap /= static_cast<float>(all);
+        likeness_.assign(fft_.bins() / kBand + 1, 1.0f);
         // The squares of the windows add up to 3/8 of their number.
         gain_ = 8.0f / 3.0f * static_cast<float>(hop_) / static_cast<float>(size_);
     }
@@ -122,10 +140,13 @@ class Vocoder {
                 analyse(piece, at - hop_ - half, hopAgo_);
             analyse(piece, at - half, now_);
             sumPower();
-            if (first)
+            if (first) {
                 std::ranges::fill(turn_, Complex(1, 0));
-            else
+                std::ranges::fill(likeness_, 1.0f);
+            } else {
                 chooseTurns(centre);
+            }
+            chooseGains(first);
             resynthesise(centre - half);
             before = at;
             first = false;
@@ -243,19 +264,15 @@ class Vocoder {
         const std::int64_t until =
             std::clamp<std::int64_t>(frames - from, first, static_cast<std::int64_t>(size_));
         clearUntil(static_cast<std::size_t>(from + until) * source_.channels);
-        if (options_.formantScale != 1)
-            chooseGains();
         for (unsigned channel = 0; channel < source_.channels; ++channel) {
             std::vector<Complex>& result = result_[channel];
             for (std::size_t bin = 0; bin < result.size(); ++bin)
                 result[bin] = times(now_[channel][bin], turn_[bin]);
             if (first == until)
                 continue;
-            if (options_.formantScale != 1) {
-                for (std::size_t bin = 0; bin < result.size(); ++bin)
-                    shaped_[bin] = gains_[bin] * result[bin];
-            }
-            fft_.inverse(options_.formantScale != 1 ? shaped_ : result, samples_);
+            for (std::size_t bin = 0; bin < result.size(); ++bin)
+                shaped_[bin] = gains_[bin] * result[bin];
+            fft_.inverse(shaped_, samples_);
             float* to =
                 output_.data() + (from + first) * static_cast<std::int64_t>(source_.channels) + channel;
             for (std::int64_t i = first; i < until; ++i, to += source_.channels)
@@ -272,9 +289,44 @@ class Vocoder {
         cleared_ = sample;
     }
 
+    // What each bin is to be multiplied by. Windows of noise that do not continue each other add up to less
+    // than it was, by up to 3 dB; how far they do is seen from the result a hop ago and what the source was
+    // then, as it has been turned.
+    void chooseGains(bool first) {
+        std::ranges::fill(gains_, 1.0f);
+        const std::size_t bins = power_.size();
+        for (std::size_t band = 0; !first && band < likeness_.size(); ++band) {
+            const std::size_t from = band * kBand, until = std::min(from + kBand, bins);
+            float product = 0, was = 0, is = 0;
+            for (unsigned channel = 0; channel < source_.channels; ++channel) {
+                for (std::size_t bin = from; bin < until; ++bin) {
+                    const Complex turned = times(hopAgo_[channel][bin], turn_[bin]);
+                    const Complex last = result_[channel][bin];
+                    product += last.real() * turned.real() + last.imag() * turned.imag();
+                    was += std::norm(last);
+                    is += std::norm(turned);
+                }
+            }
+            const float size = std::sqrt(was) * std::sqrt(is);
+            const float now = size > 1e-20f ? std::clamp(product / size, 0.0f, 1.0f) : 1.0f;
+            // Where nothing was turned, the sound comes out as it went in.
+            const bool exact = now > 0.9999f;
+            float& likeness = likeness_[band];
+            likeness = exact ? 1.0f : 0.75f * likeness + 0.25f * now;
+            const float power =
+                overlaps_[0] +
+                likeness * (overlaps_[1] + likeness * (overlaps_[2] + likeness * overlaps_[3]));
+            std::fill(gains_.begin() + static_cast<std::ptrdiff_t>(from),
+                      gains_.begin() + static_cast<std::ptrdiff_t>(until),
+                      exact ? 1.0f : 1 / std::sqrt(power));
+        }
+        if (options_.formantScale != 1)
+            moveFormants();
+    }
+
     // The envelope of the spectrum from its cepstrum (A. Röbel and X. Rodet, Efficient spectral envelope
     // estimation, DAFx 2005, without the iteration), and what must be added to move it.
-    void chooseGains() {
+    void moveFormants() {
         const std::size_t bins = power_.size();
         // Below 2 ms there are the resonances, above the periods of what is pitched below 500 Hz.
         const auto order =
@@ -289,7 +341,7 @@ class Vocoder {
             const auto moved = std::min(
                 bins - 1, static_cast<std::size_t>(static_cast<double>(bin) * options_.formantScale + 0.5));
             // No more than 30 dB: beyond, only noise would be raised.
-            gains_[bin] = std::exp(std::clamp(shaped_[moved].real() - shaped_[bin].real(), -3.45f, 3.45f));
+            gains_[bin] *= std::exp(std::clamp(shaped_[moved].real() - shaped_[bin].real(), -3.45f, 3.45f));
         }
     }
 
@@ -309,6 +361,8 @@ class Vocoder {
     std::vector<Complex> turn_;  // of length 1 each
     std::vector<Complex> shaped_;
     std::vector<float> gains_;
+    std::vector<float> likeness_;  // how well windows continue each other, for each band
+    std::array<float, 4> overlaps_{};
     std::size_t cleared_ = 0;  // samples of the result
     std::size_t zone_ = 0;     // the first that does not lie behind
 };

@@ -26,12 +26,12 @@ struct VocoderOptions {
     double formantScale = 1;
 };
 
-// Fills `output` (map.framesOut() interleaved frames). A phase vocoder (windows of about 50 ms, Hann, four or
-// more to every moment) that carries the phase of each spectral peak on and turns the bins around it along
-// with it (identity phase locking: J. Laroche and M. Dolson, Improved phase vocoder time-scale modification
-// of audio, IEEE Trans. Speech and Audio Processing 7, 1999). How far a phase advances is measured between
-// two windows exactly one hop apart in the source, so nothing has to be unwrapped, and a sound left at its
-// speed comes out as it went in. All channels are turned by the same angles, which keeps the stereo image.
+// Fills `output` (map.framesOut() interleaved frames). A phase vocoder (Hann windows of about 90 ms, four to
+// every moment) that carries the phase of each spectral peak on and turns the bins around it along with it
+// (identity phase locking: J. Laroche and M. Dolson, Improved phase vocoder time-scale modification of audio,
+// IEEE Trans. Speech and Audio Processing 7, 1999). How far a phase advances is measured between two windows
+// exactly one hop apart in the source, so nothing has to be unwrapped, and a sound left at its speed comes
+// out as it went in. All channels are turned by the same angles, which keeps the stereo image.
 //
 // The sound is cut at the attacks of the map; each piece is stretched alone and starts with its own phases,
 // so that no attack is smeared ahead of itself. Towards the map's other anchors the phases glide back to
