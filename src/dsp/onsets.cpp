@@ -24,6 +24,8 @@ constexpr double kLeastRise = 2.25;
 constexpr double kLeastAbove = 1.5;
 constexpr double kMemorySeconds = 0.045;
 constexpr double kEndSeconds = 0.005;
+// Rates above say nothing about time, and windows must not grow without bounds.
+constexpr std::uint32_t kHighestRate = 1000000;
 
 struct Flux {
     std::vector<float> values;  // one for each hop
@@ -31,8 +33,8 @@ struct Flux {
     std::int64_t hop = 0;
 };
 
-Flux fluxOf(std::span<const float> frames, unsigned channels, std::uint32_t rate, UserInterface& ui) {
-    Flux flux;
+bool fluxOf(std::span<const float> frames, unsigned channels, std::uint32_t rate, UserInterface& ui,
+            Flux& flux) {
     const auto wished = static_cast<std::uint64_t>(std::clamp(kWindowSeconds * rate, 64.0, 65536.0));
     flux.window = static_cast<std::int64_t>(std::bit_floor(wished));
     flux.hop = flux.window / 2;
@@ -48,7 +50,7 @@ Flux fluxOf(std::span<const float> frames, unsigned channels, std::uint32_t rate
     const auto count = static_cast<std::int64_t>(frames.size() / channels);
     for (std::int64_t at = -flux.window; at < count; at += flux.hop) {
         if (flux.values.size() % 32 == 0 && ui.aborted())
-            break;
+            return false;
         std::ranges::fill(power, 0.0f);
         for (unsigned channel = 0; channel < channels; ++channel) {
             readChannel(frames, channels, channel, at, samples);
@@ -69,7 +71,7 @@ Flux fluxOf(std::span<const float> frames, unsigned channels, std::uint32_t rate
         flux.values.push_back(sum > std::sqrt(1e-5f) * floor ? rise / sum : 0.0f);
         now.swap(before);
     }
-    return flux;
+    return true;
 }
 
 // The energy of the differentiated samples, which shows attacks above loud low notes, frame by frame.
@@ -137,21 +139,24 @@ bool placeOnset(std::span<const float> frames, unsigned channels, std::uint32_t 
 
 }  // namespace
 
-std::vector<Onset> findOnsets(std::span<const float> frames, unsigned channels, std::uint32_t rate,
-                              UserInterface& ui) {
-    std::vector<Onset> onsets;
+bool findOnsets(std::span<const float> frames, unsigned channels, std::uint32_t rate, UserInterface& ui,
+                std::vector<Onset>& onsets) {
+    onsets.clear();
     const auto count = static_cast<std::int64_t>(frames.size() / channels);
     if (count == 0 || rate == 0)
-        return onsets;
-    const Flux flux = fluxOf(frames, channels, rate, ui);
+        return true;
+    rate = std::min(rate, kHighestRate);
+    Flux flux;
+    if (!fluxOf(frames, channels, rate, ui, flux))
+        return false;
     const std::vector<float>& values = flux.values;
     const auto reach = std::max<std::size_t>(
         2, static_cast<std::size_t>(kMedianSeconds * rate / static_cast<double>(flux.hop)));
     const auto apart = static_cast<std::int64_t>(kApartSeconds * rate);
     std::vector<float> near;
     for (std::size_t i = 0; i < values.size(); ++i) {
-        if (i % 4096 == 0 && ui.aborted())
-            break;
+        if (i % 256 == 0 && ui.aborted())
+            return false;
         const float value = values[i];
         if (value < kLeastFlux || (i > 0 && values[i - 1] > value) ||
             (i + 1 < values.size() && values[i + 1] >= value))
@@ -180,7 +185,7 @@ std::vector<Onset> findOnsets(std::span<const float> frames, unsigned channels, 
         }
         onsets.push_back(onset);
     }
-    return onsets;
+    return true;
 }
 
 }  // namespace velor

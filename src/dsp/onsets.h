@@ -18,8 +18,8 @@ struct Onset {
 // onsets, not swells, vibrato or chords that glide. Spectral flux of square-root magnitudes against its
 // median in the neighbourhood finds them (S. Dixon, Onset detection revisited, DAFx 2006), the rise of the
 // level of the differentiated samples within a millisecond places them. Takes about 2 s for 10 minutes of
-// stereo at 44.1 kHz. `ui` is asked now and then; what was found so far comes back after an abort.
-std::vector<Onset> findOnsets(std::span<const float> frames, unsigned channels, std::uint32_t rate,
-                              UserInterface& ui);
+// stereo at 44.1 kHz. False when the user aborted, asked every few milliseconds.
+bool findOnsets(std::span<const float> frames, unsigned channels, std::uint32_t rate, UserInterface& ui,
+                std::vector<Onset>& onsets);
 
 }  // namespace velor

@@ -263,7 +263,8 @@ class Vocoder {
         const std::int64_t first = std::clamp<std::int64_t>(-from, 0, static_cast<std::int64_t>(size_));
         const std::int64_t until =
             std::clamp<std::int64_t>(frames - from, first, static_cast<std::int64_t>(size_));
-        clearUntil(static_cast<std::size_t>(from + until) * source_.channels);
+        clearUntil(static_cast<std::size_t>(std::clamp<std::int64_t>(from + until, 0, frames)) *
+                   source_.channels);
         for (unsigned channel = 0; channel < source_.channels; ++channel) {
             std::vector<Complex>& result = result_[channel];
             for (std::size_t bin = 0; bin < result.size(); ++bin)

@@ -73,7 +73,12 @@ StretchedSound stretched(const Collection& collection, Waveform& waveform, const
     std::vector<StretchAnchor> anchors;
     anchorLoops(loops, options.ratio, vocoderWidths(source), anchors);
     if (options.keepAttacks) {
-        for (const Onset& onset : findOnsets(source.frames, source.channels, waveform.sampleRate, ui))
+        std::vector<Onset> onsets;
+        if (!findOnsets(source.frames, source.channels, waveform.sampleRate, ui, onsets)) {
+            fail(kProcessingCancelled);
+            return sound;
+        }
+        for (const Onset& onset : onsets)
             anchors.push_back({onset.frame, onset.frame, true});
     }
     const double longest = 4294967295.0;
