@@ -175,7 +175,11 @@ ProcessOutcome run(ProcessJob& job) {
     const float scale = peak > 0.5f ? 0.5f / peak : 1.0f;
     if (scale != 1.0f && !multiply(sound.buffer->samples(), scale, job.ui))
         return ProcessOutcome::Failed;
-    const double framesOut = std::round(static_cast<double>(sound.map.framesOut()) / factor);
+    // What the stretching left at its length gets shorter or longer, all else has its old length again.
+    double kept = 0;
+    for (const StretchZone& zone : sound.map.zones())
+        kept += static_cast<double>(zone.anchor.last - zone.anchor.first);
+    const double framesOut = std::round(static_cast<double>(sound.map.frames()) - kept + kept / factor);
     SampleBufferRef buffer(SampleBuffer::create(static_cast<std::uint32_t>(std::min(framesOut, 4294967295.0)),
                                                 waveform.channels, static_cast<float>(waveform.sampleRate)));
     if (!buffer)
