@@ -120,8 +120,12 @@ void moveLoops(Collection& collection, Waveform& waveform, const StretchMap& map
         start = scale == 1 ? moved(start) : std::round(moved(start));
         end = start + (scale == 1 || (mayBeFractional && length < 8192) ? length : std::round(length));
     };
-    if (std::isfinite(waveform.loopStart) && std::isfinite(waveform.loopEnd))
+    if (std::isfinite(waveform.loopStart) && std::isfinite(waveform.loopEnd)) {
         move(waveform.loopStart, waveform.loopEnd, true);
+        // Rounding must not leave the sound.
+        if (waveform.loopEnd > waveform.frames && waveform.loopEnd < waveform.frames + 2.0)
+            waveform.loopEnd = waveform.frames;
+    }
     const auto toFrame = [](double frame) {
         return static_cast<std::uint32_t>(std::clamp(frame, 0.0, 4294967295.0));
     };

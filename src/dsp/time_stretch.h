@@ -35,14 +35,15 @@ struct StretchedSound {
 //   sound the same for as long as a key is held, and be harder to join. What precedes and follows it is
 //   stretched, and the whole gets the length that this gives.
 // - Around both ends of a longer loop the sound is left as it was, so that the loop stays as seamless.
-// Without short loops the length is exactly `frames` × ratio, rounded.
+// - What little precedes a longer loop (some 60 ms at most) keeps its length as well.
+// Without these the length is exactly `frames` × ratio, rounded.
 // Empty with LastErrorText: "Out of memory", "Processing was cancelled", "The stretched waveform would be too
 // long", or what reading the samples failed with.
 StretchedSound stretched(const Collection& collection, Waveform& waveform, const StretchOptions& options,
                          UserInterface& ui);
 
 // Moves the loop of a waveform and those of the regions that play it to where the map put them, times
-// `scale` (a resampling that follows).
+// `scale` (a resampling that followed). The waveform has its new samples already.
 void moveLoops(Collection& collection, Waveform& waveform, const StretchMap& map, double scale = 1);
 
 }  // namespace velor

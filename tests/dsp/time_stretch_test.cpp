@@ -38,6 +38,7 @@ struct TimeStretch : testing::Test {
         if (!sound.buffer)
             return {};
         map = sound.map;
+        waveform->installBuffer(sound.buffer);
         moveLoops(collection, *waveform, map);
         loopStart = waveform->loopStart;
         loopEnd = waveform->loopEnd;

@@ -399,6 +399,12 @@ TEST_F(MidiProcesses, CompactDropsOnlyWhatIsSet) {
     EXPECT_EQ(song().links.count(), 2u);
     EXPECT_EQ(collection.count(ItemKind::MidiTrack), 2u);
     EXPECT_EQ(text(0), "0: b0 07 01|9: b0 07 01|9: ff 2f");
+    // Also when only one of them is compacted.
+    ProcessContext alone;
+    alone.collection = &collection;
+    alone.items = {trackAt(0).id()};
+    const ProcessRow& row = *findProcess("midi:compact-midi-file-size").row;
+    EXPECT_EQ(runProcess(row, alone, ProcessSettings(row.process->parameters), ui).changed, 0u);
 }
 
 TEST_F(MidiProcesses, FixMendsNotesAndOrder) {

@@ -106,20 +106,36 @@ ProcessOutcome run(ProcessJob& job) {
         superfluous[i].assign(edit.tracks[i].events.size(), false);
     if (job.settings.flag("repeated")) {
         std::unordered_map<unsigned, ChannelState> states;
-        std::uint32_t pattern = 0;
-        std::size_t count = 0;
-        for (const MidiEdit::Place place : edit.playingOrder()) {
-            if (++count % 16384 == 0 && job.ui.aborted())
-                return cancelled();
-            const MidiEvent& event = edit.at(place);
-            // Exclusive messages may reset anything, and a pattern may be played on its own.
-            if (event.status == midi::kSysEx || event.status == midi::kEscape ||
-                (edit.patterns() && place.track != pattern))
+        const auto repeated = [&](const MidiEvent& event, const MidiTrack& track) {
+            // Exclusive messages may reset anything.
+            if (event.status == midi::kSysEx || event.status == midi::kEscape)
                 states.clear();
-            pattern = place.track;
-            if (event.isChannel()) {
-                const unsigned channel = portOf(*edit.tracks[place.track].track) * 16u + event.channel();
-                superfluous[place.track][place.event] = repeats(event, states[channel]);
+            return event.isChannel() && repeats(event, states[portOf(track) * 16u + event.channel()]);
+        };
+        std::size_t count = 0;
+        if (edit.wholeSong() || !edit.song() || edit.patterns()) {
+            std::uint32_t pattern = 0;
+            for (const MidiEdit::Place place : edit.playingOrder()) {
+                if (++count % 16384 == 0 && job.ui.aborted())
+                    return cancelled();
+                if (edit.patterns() && place.track != pattern)
+                    states.clear();  // a pattern may be played on its own
+                pattern = place.track;
+                superfluous[place.track][place.event] =
+                    repeated(edit.at(place), *edit.tracks[place.track].track);
+            }
+        } else {
+            // Of a single track; the others of its song may set the same channels.
+            MidiSongReader reader(*edit.song());
+            MidiEvent event;
+            const MidiTrack* track = nullptr;
+            std::size_t own = 0;
+            while (reader.next(event, track)) {
+                if (++count % 16384 == 0 && job.ui.aborted())
+                    return cancelled();
+                const bool repeat = repeated(event, *track);
+                if (track == edit.tracks[0].track && own < superfluous[0].size())
+                    superfluous[0][own++] = repeat;
             }
         }
     }

@@ -36,7 +36,7 @@ constexpr ProcessParameter kParameters[] = {
          "Note-offs, then banks, programs and controllers, then note-ons. What would sound different by that "
          "is left as it is."},
     {.key = "conductor",
-     .label = "Move tempos and signatures to the first track",
+     .label = "Move tempos and time signatures to the first track",
      .kind = ProcessValueKind::Switch,
      .standard = 1,
      .help = "Where the file standard wants them. Songs of format 1 only."},
@@ -181,8 +181,7 @@ void orderEvents(std::vector<MidiEvent>& events) {
 }
 
 bool isConductor(const MidiEvent& event) {
-    return event.isMeta(midi::kMetaTempo) || event.isMeta(kMetaTimeSignature) ||
-           event.isMeta(kMetaKeySignature);
+    return event.isMeta(midi::kMetaTempo) || event.isMeta(kMetaTimeSignature);
 }
 
 void moveConductor(MidiEdit& edit) {
@@ -325,7 +324,7 @@ ProcessOutcome repair(ProcessJob& job, MidiEdit& edit) {
     if (changed < 0)
         return ProcessOutcome::Failed;
     bool more = changed > 0;
-    if (set.flag("initial-controllers")) {
+    if (set.flag("initial-controllers") && together) {
         if (!edit.load(job.ui))
             return ProcessOutcome::Failed;
         setControllers(edit);
