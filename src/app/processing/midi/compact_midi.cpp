@@ -174,15 +174,15 @@ ProcessOutcome run(ProcessJob& job) {
     const int changed = edit.store(job.ui);
     if (changed < 0)
         return ProcessOutcome::Failed;
+    for (const MidiTrackEdit& each : edit.tracks) {
+        if (std::ranges::find(empty, each.track->id()) == empty.end())
+            after += each.track->events.size();
+    }
     for (const ItemId id : empty) {
         edit.song()->links.remove(id);
         const auto holds = [&](const MidiSong* song) { return song->links.contains(id); };
         if (std::ranges::none_of(job.collection().all<MidiSong>(), holds))
             job.collection().remove(id);
-    }
-    for (const MidiTrackEdit& each : edit.tracks) {
-        if (std::ranges::find(empty, each.track->id()) == empty.end())
-            after += each.track->events.size();
     }
     if (changed == 0 && empty.empty())
         return ProcessOutcome::Unchanged;
