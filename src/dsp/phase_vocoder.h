@@ -38,8 +38,8 @@ struct VocoderOptions {
 // those of the source: what surrounds the two ends of a loop sounds as it did, so the loop stays as seamless
 // as it was.
 //
-// False when the user aborted, asked every few milliseconds. Memory beside input and output: some 100 KiB at
-// 44.1 kHz.
+// False when the user aborted, asked every few milliseconds. Memory beside input and output: less than a
+// MiB at 44.1 kHz.
 bool stretchByVocoder(const StretchSource& source, const StretchMap& map, const VocoderOptions& options,
                       std::span<float> output, UserInterface& ui);
 
