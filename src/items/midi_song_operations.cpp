@@ -78,8 +78,10 @@ void distribute(const MidiSong& song, NewTracks& tracks, const Change& change, c
 
 void replaceTracks(MidiSong& song, NewTracks& tracks, std::uint16_t format) {
     Collection& owner = song.owner();
-    for (const MidiTrack* track : tracksOf(song)) {
-        const ItemId id = track->id();
+    // By id: a damaged song may link to a track twice.
+    for (const ItemId id : song.links) {
+        if (!owner.find<MidiTrack>(id))
+            continue;
         const auto holds = [&](const MidiSong* other) { return other != &song && other->links.contains(id); };
         if (std::ranges::none_of(owner.all<MidiSong>(), holds))
             owner.remove(id);
