@@ -13,6 +13,8 @@ namespace velor {
 namespace {
 
 constexpr double kStepSeconds = 0.1;
+constexpr double kHighestLoopRate =
+    1 << 20;  // Hz; above, where only damaged files are, loops are not played round
 constexpr std::size_t kMomentarySteps = 4;
 constexpr std::size_t kShortTermSteps = 30;
 constexpr double kAbsoluteGate = -70;    // LUFS
@@ -170,7 +172,7 @@ bool measureLoudness(const Waveform& waveform, UserInterface& ui, Loudness& loud
     LoudnessMeter meter(channels, rate);
     const auto wanted = static_cast<std::size_t>(std::ceil(kMomentarySteps * kStepSeconds * rate));
     const std::optional<WholeLoop> loop = periodicLoop(waveform);
-    if (frames < wanted && loop && loop->end * channels <= samples.size()) {
+    if (frames < wanted && rate <= kHighestLoopRate && loop && loop->end * channels <= samples.size()) {
         // What lies behind the loop is heard after the key is released, if at all.
         meter.add(samples.first(loop->end * channels));
         const auto round = samples.subspan(loop->start * channels, (loop->end - loop->start) * channels);

@@ -109,6 +109,18 @@ void addInstrumentAndSong(Collection& collection) {
     collection.create<MidiTrack>("Empty")->events.clear();
 }
 
+// Defaults, and something for what has none.
+ProcessSettings settingsFor(const ProcessRow& row) {
+    ProcessSettings settings(row.process->parameters);
+    for (const ProcessParameter& parameter : row.process->parameters) {
+        if (parameter.kind == ProcessValueKind::Wave)
+            settings.set(parameter.key, "#1");
+        if (parameter.key == std::string_view("search"))
+            settings.set(parameter.key, "a");
+    }
+    return settings;
+}
+
 // What the rest of the program counts on.
 void expectSound(const Collection& collection) {
     for (const Waveform* waveform : collection.all<Waveform>()) {
@@ -137,11 +149,7 @@ TEST_P(EveryProcessWith, Survives) {
             const ItemId all[] = {collection.id()};
             ProcessContext context = processContext(static_cast<ProcessFlavour>(flavour), collection, all);
             context.selection = FrameSelection{1, 4000000000u};
-            ProcessSettings settings(row.process->parameters);
-            for (const ProcessParameter& parameter : row.process->parameters) {
-                if (parameter.kind == ProcessValueKind::Wave)
-                    settings.set(parameter.key, "#1");
-            }
+            const ProcessSettings settings = settingsFor(row);
             UserInterface quiet;
             const ProcessRun run = runProcess(row, context, settings, quiet);
             for (const ProcessItemReport& item : run.items)
@@ -175,11 +183,7 @@ TEST(EveryProcess, EndWhenAsked) {
         const ItemId all[] = {collection.id()};
         ProcessContext context = processContext(ProcessFlavour::Audio, collection, all);
         context.selection = FrameSelection{1000, 1200000};
-        ProcessSettings settings(row.process->parameters);
-        for (const ProcessParameter& parameter : row.process->parameters) {
-            if (parameter.kind == ProcessValueKind::Wave)
-                settings.set(parameter.key, "#1");
-        }
+        const ProcessSettings settings = settingsFor(row);
         Impatient ui;
         const ProcessRun run = runProcess(row, context, settings, ui);
         if (!run.cancelled)
@@ -215,7 +219,8 @@ TEST(EveryProcess, RunOverARealBank) {
                 context.items.resize(40);
             if (!row.available(context))
                 continue;
-            const ProcessRun run = runProcess(row, context, ProcessSettings(row.process->parameters), quiet);
+            const ProcessSettings settings = settingsFor(row);
+            const ProcessRun run = runProcess(row, context, settings, quiet);
             for (const ProcessItemReport& item : run.items)
                 EXPECT_NE(item.outcome, ProcessOutcome::Failed) << item.name << ": " << item.error;
             FixUpLists lists;

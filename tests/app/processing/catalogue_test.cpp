@@ -22,8 +22,7 @@ TEST(Catalogue, RowsAreFoundByNameAndWordAndHaveSoundSettings) {
             EXPECT_TRUE(words.insert(processWord(row)).second);
             EXPECT_EQ(findProcess(std::string(flavourWord(flavour)) + ":" + processWord(row)).row, &row);
             EXPECT_EQ(findProcess(std::string(flavourWord(flavour)) + ":" + row.name).row, &row);
-            if (!processBuilt(row))
-                continue;
+            EXPECT_EQ(processBuilt(row), row.name != std::string_view("VST plug-in effects"));
             EXPECT_NE(std::string(row.process->help), "");
             if (row.flags & kNoSettingsNeeded) {
                 EXPECT_FALSE(row.process->measures);
