@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/error.h"
-#include "dsp/editable_samples.h"
 #include "base/rounding.h"
+#include "dsp/editable_samples.h"
 #include "dsp/loop_similarity.h"
 #include "dsp/pitch_period.h"
 

@@ -34,6 +34,27 @@ MidiEdit::MidiEdit(Item& item) {
     }
 }
 
+namespace {
+
+bool sameEvent(const MidiEvent& a, const MidiEvent& b) {
+    return a.tick == b.tick && a.status == b.status && a.data1 == b.data1 && a.data2 == b.data2 &&
+           a.metaType == b.metaType && std::ranges::equal(a.data, b.data);
+}
+
+bool holdsExactly(const MidiTrack& track, std::span<const MidiEvent> events) {
+    MidiEventReader reader(track.events);
+    MidiEvent event;
+    std::size_t index = 0;
+    while (reader.next(event)) {
+        if (index == events.size() || !sameEvent(event, events[index]))
+            return false;
+        ++index;
+    }
+    return index == events.size();
+}
+
+}  // namespace
+
 bool MidiEdit::load(UserInterface& ui) {
     for (MidiTrackEdit& each : tracks) {
         each.events.clear();
@@ -74,7 +95,7 @@ std::vector<MidiEdit::Place> MidiEdit::playingOrder() const {
     return order;
 }
 
-int MidiEdit::store(UserInterface& ui) {
+int MidiEdit::store(UserInterface& ui, bool writeAll) {
     std::vector<std::vector<Byte>> streams(tracks.size());
     std::vector<std::uint32_t> counts(tracks.size());
     for (std::size_t i = 0; i < tracks.size(); ++i) {
@@ -82,6 +103,10 @@ int MidiEdit::store(UserInterface& ui) {
         if (stopped(ui))
             return -1;
         std::ranges::stable_sort(events, {}, &MidiEvent::tick);
+        if (!writeAll && holdsExactly(*tracks[i].track, events)) {
+            streams[i] = tracks[i].track->events;
+            continue;
+        }
         MidiEventWriter writer(streams[i]);
         std::uint64_t end = 0;
         std::size_t written = 0;

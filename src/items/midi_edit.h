@@ -47,9 +47,10 @@ class MidiEdit {
     MidiEvent& at(Place place) { return tracks[place.track].events[place.event]; }
 
     // Writes the tracks: sorted by time, with running status, and one end-of-track event, at its time or at
-    // that of the last event. How many tracks changed; -1 with LastErrorText when the user aborted or a time
-    // is too late, and nothing has changed then.
-    int store(UserInterface& ui);
+    // that of the last event. A track whose events are as they were keeps its bytes, unless all are to be
+    // written anew. How many tracks changed; -1 with LastErrorText when the user aborted or a time is too
+    // late, and nothing has changed then.
+    int store(UserInterface& ui, bool writeAll = false);
 
   private:
     MidiSong* song_ = nullptr;

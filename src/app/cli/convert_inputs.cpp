@@ -20,6 +20,10 @@ namespace velor::cli {
 
 namespace {
 
+// Items whose changes are told for each file.
+constexpr std::size_t kChanges = 8;
+constexpr std::size_t kChangesOfDryRun = 200;
+
 struct Totals {
     std::size_t done = 0;
     std::size_t warned = 0;
@@ -47,8 +51,15 @@ class Receipt {
             terminal_.failure(result.input, result.error);
         else if (result.skipped)
             terminal_.note(result.input, "skipped: " + result.skipReason);
-        if (result.process.ran && !json_ && request_.output != "-" && !terminal_.quiet())
-            output_.add(processReport(displayText(result.input), result.process));
+        if (result.process.ran && !json_ && request_.output != "-" && !terminal_.quiet()) {
+            FileResult processed{displayText(result.input), std::move(result.process)};
+            if (processed.result.measuresOnly)
+                measured_.push_back(std::move(processed));
+            else
+                output_.add(processReport(processed, terminal_.verbose() ? SIZE_MAX
+                                                     : request_.dryRun   ? kChangesOfDryRun
+                                                                         : kChanges));
+        }
         for (const ConvertTarget& target : result.targets) {
             if (request_.dryRun && !json_)
                 output_.add(displayText(result.input) + " -> " + displayText(describe(target)) + '\n');
@@ -64,6 +75,7 @@ class Receipt {
 
     // `planned` files were to be converted; fewer have come in when the user has interrupted the run.
     int finish(std::size_t planned) {
+        output_.add(measuresReport(measured_));
         if (json_) {
             JsonListDocument document = document_;
             document.addField("dryRun", request_.dryRun);
@@ -98,6 +110,7 @@ class Receipt {
     Output output_;
     JsonListDocument document_{"files"};
     Totals totals_;
+    std::vector<FileResult> measured_;
 };
 
 int runWorker(const ConvertRequest& request, const ConvertTask& task, Terminal& terminal) {

@@ -107,7 +107,6 @@ std::string parseRange(std::string_view text, RangeChoice& range) {
 bool processItems(Collection& collection, const ProcessRequest& request, UserInterface& ui,
                   ProcessResult& result) {
     const ProcessRow& row = *request.process.row;
-    result.ran = true;
     result.name = row.name;
     result.measuresOnly = row.process->measures;
     std::vector<ItemId> selected;
@@ -139,6 +138,7 @@ bool processItems(Collection& collection, const ProcessRequest& request, UserInt
     }
     if (!row.available(context))
         return failNotOffered(row, context);
+    result.ran = true;
     const CollectionState before(collection, request.naming);
     result.run = runProcess(row, context, request.settings, ui);
     result.changes = before.changesTo(CollectionState(collection, request.naming));

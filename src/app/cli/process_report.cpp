@@ -10,8 +10,7 @@ namespace velor::cli {
 
 namespace {
 
-constexpr std::size_t kWidestTable = 7;    // columns of measures; more become lists
-constexpr std::size_t kMostChanges = 200;  // lines for one file; the rest is counted
+constexpr std::size_t kWidestTable = 7;  // columns of measures; more become lists
 
 // Bytes that begin a character: the width of text on a terminal, near enough for names.
 std::size_t widthOf(std::string_view text) {
@@ -58,36 +57,46 @@ std::string aligned(const std::vector<Row>& rows) {
     return text;
 }
 
-std::string measuresTable(const ProcessRun& run, bool showOutcomes) {
+// One table for the items of all runs; with more than one run they are told apart by their files.
+std::string measuresTable(std::span<const FileResult> results, bool showOutcomes) {
     std::vector<std::string> columns;
-    for (const ProcessItemReport& item : run.items) {
-        for (const ProcessMeasure& measure : item.measures) {
-            if (std::find(columns.begin(), columns.end(), measure.what) == columns.end())
-                columns.push_back(measure.what);
+    for (const FileResult& each : results) {
+        for (const ProcessItemReport& item : each.result.run.items) {
+            for (const ProcessMeasure& measure : item.measures) {
+                if (std::find(columns.begin(), columns.end(), measure.what) == columns.end())
+                    columns.push_back(measure.what);
+            }
         }
     }
+    const bool showFiles = results.size() > 1;
     std::vector<Row> rows;
     if (!columns.empty()) {
         Row& head = rows.emplace_back();
+        if (showFiles)
+            head.push_back("file");
         head.push_back("item");
         if (showOutcomes)
             head.push_back("result");
         head.insert(head.end(), columns.begin(), columns.end());
     }
-    for (const ProcessItemReport& item : run.items) {
-        Row& row = rows.emplace_back();
-        row.push_back(displayText(item.name));
-        if (showOutcomes || item.outcome == ProcessOutcome::Failed)
-            row.push_back(outcomeText(item));
-        if (item.outcome == ProcessOutcome::Failed) {
-            row.back() += ": " + item.error;
-            continue;
-        }
-        for (const std::string& column : columns) {
-            const auto found =
-                std::find_if(item.measures.begin(), item.measures.end(),
-                             [&](const ProcessMeasure& measure) { return measure.what == column; });
-            row.push_back(found == item.measures.end() ? "-" : measureText(*found));
+    for (const FileResult& each : results) {
+        for (const ProcessItemReport& item : each.result.run.items) {
+            Row& row = rows.emplace_back();
+            if (showFiles)
+                row.push_back(each.file);
+            row.push_back(displayText(item.name));
+            if (showOutcomes || item.outcome == ProcessOutcome::Failed)
+                row.push_back(outcomeText(item));
+            if (item.outcome == ProcessOutcome::Failed) {
+                row.back() += ": " + item.error;
+                continue;
+            }
+            for (const std::string& column : columns) {
+                const auto found =
+                    std::find_if(item.measures.begin(), item.measures.end(),
+                                 [&](const ProcessMeasure& measure) { return measure.what == column; });
+                row.push_back(found == item.measures.end() ? "-" : measureText(*found));
+            }
         }
     }
     return aligned(rows);
@@ -106,12 +115,12 @@ std::string measuresLists(const ProcessRun& run) {
     return text;
 }
 
-std::string changesText(const std::vector<ItemChange>& changes) {
+std::string changesText(const std::vector<ItemChange>& changes, std::size_t most) {
     std::string text;
     std::size_t lines = 0;
     for (const ItemChange& change : changes) {
-        if (++lines > kMostChanges) {
-            text += formatText("  … and %zu more items\n", changes.size() - kMostChanges);
+        if (++lines > most) {
+            text += formatText("  and %zu more (--verbose shows them)\n", changes.size() - most);
             break;
         }
         text += std::string("  ") + kindName(change.id.kind()) + " " + displayText(change.name);
@@ -129,11 +138,18 @@ std::string changesText(const std::vector<ItemChange>& changes) {
     return text;
 }
 
+std::size_t mostMeasures(const ProcessRun& run) {
+    std::size_t most = 0;
+    for (const ProcessItemReport& item : run.items)
+        most = std::max(most, item.measures.size());
+    return most;
+}
+
 }  // namespace
 
 std::string changeText(const FieldChange& change) {
     if (change.from.empty() && change.to.empty())
-        return change.what;
+        return change.what + " changed";
     const auto shown = [](const std::string& value) { return value.empty() ? "\"\"" : displayText(value); };
     return change.what + " " + shown(change.from) + " -> " + shown(change.to);
 }
@@ -153,14 +169,26 @@ std::string measureText(const ProcessMeasure& measure) {
     return measure.unit.empty() ? text : text + " " + measure.unit;
 }
 
-std::string processReport(std::string_view file, const ProcessResult& result) {
-    std::size_t most = 0;
-    for (const ProcessItemReport& item : result.run.items)
-        most = std::max(most, item.measures.size());
-    std::string text = std::string(file) + (result.measuresOnly ? ":" : ": " + result.run.message) + '\n';
-    text += most > kWidestTable ? measuresLists(result.run)
-                                : measuresTable(result.run, !result.changes.empty() || result.run.failed > 0);
-    return text + changesText(result.changes);
+std::string processReport(const FileResult& each, std::size_t mostChanges) {
+    const ProcessRun& run = each.result.run;
+    std::string text = each.file + (each.result.measuresOnly ? ":" : ": " + run.message) + '\n';
+    if (mostMeasures(run) > kWidestTable)
+        text += measuresLists(run);
+    else if (mostMeasures(run) > 0 || run.failed > 0)
+        text += measuresTable({&each, 1}, !each.result.changes.empty() || run.failed > 0);
+    return text + changesText(each.result.changes, mostChanges);
+}
+
+std::string measuresReport(std::span<const FileResult> results) {
+    const bool fits = std::ranges::all_of(results, [](const FileResult& each) {
+        return mostMeasures(each.result.run) <= kWidestTable && each.result.run.failed == 0;
+    });
+    if (fits && results.size() > 1)
+        return measuresTable(results, false);
+    std::string text;
+    for (const FileResult& each : results)
+        text += processReport(each, 0);
+    return text;
 }
 
 }  // namespace velor::cli

@@ -1,13 +1,16 @@
 #include "app/processing/changes.h"
 
+#include <algorithm>
+
 #include "base/error.h"
+#include "base/hash.h"
 #include "items/articulation_text.h"
 
 namespace velor {
 
 namespace {
 
-using Fields = std::vector<std::pair<const char*, std::string>>;
+using Fields = std::vector<CollectionState::Field>;
 
 std::string whole(std::uint64_t value) {
     return formatText("%llu", static_cast<unsigned long long>(value));
@@ -21,23 +24,24 @@ std::string range(const MidiRange& range) {
     return formatText("%d-%d", range.low, range.high);
 }
 
-// Links as a text that is equal for equal links; which item they name is shown by the counts.
-std::string linksText(const Item& item) {
-    std::string text = whole(item.links.count());
-    std::uint64_t hash = 14695981039346656037u;
+// What an item links to, by number; another order or other items of the same number show in the key.
+void addLinks(Fields& fields, const Item& item) {
+    static constexpr const char* kNames[kItemKinds] = {"links",  "links", "waveforms", "regions",
+                                                       "layers", "links", "tracks",    "links"};
+    std::uint64_t key = 14695981039346656037u;  // FNV-1a
     for (const ItemId id : item.links)
-        hash = (hash ^ id.value) * 1099511628211u;
-    return text + formatText(" (%08x)", static_cast<unsigned>(hash ^ hash >> 32));
+        key = (key ^ id.value) * 1099511628211u;
+    fields.push_back({kNames[static_cast<std::size_t>(item.kind())], whole(item.links.count()), key});
 }
 
 void add(Fields& fields, const Waveform& waveform, const NoteNaming& naming) {
-    fields.emplace_back("frames", whole(waveform.frames));
-    fields.emplace_back("rate", whole(waveform.sampleRate));
-    fields.emplace_back("channels", whole(waveform.channels));
-    fields.emplace_back("root key", noteName(waveform.rootKey, naming));
-    fields.emplace_back("fine tune", formatText("%d", waveform.fineTune));
-    fields.emplace_back("tuning", number(static_cast<double>(waveform.tuning)));
-    fields.emplace_back("gain", number(static_cast<double>(waveform.gain)));
+    fields.push_back({"frames", whole(waveform.frames)});
+    fields.push_back({"rate", whole(waveform.sampleRate)});
+    fields.push_back({"channels", whole(waveform.channels)});
+    fields.push_back({"root key", noteName(waveform.rootKey, naming)});
+    fields.push_back({"fine tune", formatText("%d", waveform.fineTune)});
+    fields.push_back({"tuning", number(static_cast<double>(waveform.tuning))});
+    fields.push_back({"gain", number(static_cast<double>(waveform.gain))});
     std::string loop = "none";
     if (waveform.looped) {
         loop = formatText("%s %.10g-%.10g", loopModeName(waveform.loopMode), waveform.loopStart,
@@ -45,59 +49,54 @@ void add(Fields& fields, const Waveform& waveform, const NoteNaming& naming) {
         if (waveform.loopUntilRelease)
             loop += " until release";
     }
-    fields.emplace_back("loop", loop);
+    fields.push_back({"loop", loop});
     for (std::size_t i = 0; i < kWaveTexts; ++i)
-        fields.emplace_back(waveTextName(static_cast<WaveText>(i)), waveform.texts[i]);
+        fields.push_back({waveTextName(static_cast<WaveText>(i)), waveform.texts[i]});
 }
 
 void add(Fields& fields, const Articulation& articulation) {
     for (const auto& [id, value] : articulation.entries()) {
         const ArticulationParameter* row = articulationParameter(id);
-        fields.emplace_back(row && *row->name ? row->name : "trigger setting",
-                            number(static_cast<double>(value)));
+        fields.push_back(
+            {row && *row->name ? row->name : "trigger setting", number(static_cast<double>(value))});
     }
 }
 
 void add(Fields& fields, const Region& region, const NoteNaming& naming) {
-    fields.emplace_back("keys", range(region.keys));
-    fields.emplace_back("velocities", range(region.velocities));
+    fields.push_back({"keys", range(region.keys)});
+    fields.push_back({"velocities", range(region.velocities)});
     const RegionOverrides& own = region.overrides;
     if (own.has(RegionOverrides::RootKey))
-        fields.emplace_back("own root key", noteName(own.rootKey, naming));
+        fields.push_back({"own root key", noteName(own.rootKey, naming)});
     if (own.has(RegionOverrides::Tuning))
-        fields.emplace_back("own tuning", number(static_cast<double>(own.tuning)));
+        fields.push_back({"own tuning", number(static_cast<double>(own.tuning))});
     if (own.has(RegionOverrides::Looped))
-        fields.emplace_back("own loop", own.looped ? "on" : "off");
+        fields.push_back({"own loop", own.looped ? "on" : "off"});
     if (own.has(RegionOverrides::LoopModeFlag))
-        fields.emplace_back("own loop mode", loopModeName(own.loopMode));
+        fields.push_back({"own loop mode", loopModeName(own.loopMode)});
     if (own.has(RegionOverrides::LoopStart))
-        fields.emplace_back("own loop start", whole(own.loopStart));
+        fields.push_back({"own loop start", whole(own.loopStart)});
     if (own.has(RegionOverrides::LoopEnd))
-        fields.emplace_back("own loop end", whole(own.loopEnd));
+        fields.push_back({"own loop end", whole(own.loopEnd)});
     add(fields, region.articulation);
 }
 
 void add(Fields& fields, const MidiSong& song) {
-    fields.emplace_back("format", whole(song.format));
-    fields.emplace_back("division", whole(song.division));
+    fields.push_back({"format", whole(song.format)});
+    fields.push_back({"division", whole(song.division)});
     for (const auto& [what, text] : {std::pair{"artist", &song.artist},
                                      {"product", &song.product},
                                      {"copyright", &song.copyright},
                                      {"comment", &song.comment},
                                      {"engineer", &song.engineer}})
-        fields.emplace_back(what, *text);
+        fields.push_back({what, *text});
 }
 
-// Events as their number and size, and their content.
 void add(Fields& fields, const MidiTrack& track) {
-    fields.emplace_back("events", whole(track.eventCount));
-    fields.emplace_back("bytes", whole(track.events.size()));
-    fields.emplace_back(
-        "event data",
-        formatText("%08x", static_cast<unsigned>(std::hash<std::string_view>()(
-                               {reinterpret_cast<const char*>(track.events.data()), track.events.size()}))));
-    fields.emplace_back("port", formatText("%d", track.port));
-    fields.emplace_back("channel", formatText("%d", track.channel));
+    fields.push_back({"events", whole(track.eventCount), fnv1a64(std::span<const Byte>(track.events))});
+    fields.push_back({"bytes", whole(track.events.size())});
+    fields.push_back({"port", formatText("%d", track.port)});
+    fields.push_back({"channel", formatText("%d", track.channel)});
 }
 
 }  // namespace
@@ -107,7 +106,7 @@ CollectionState::State CollectionState::stateOf(const Item& item, const NoteNami
     state.id = item.id();
     state.name = item.name();
     Fields& fields = state.fields;
-    fields.emplace_back("name", item.name());
+    fields.push_back({"name", item.name()});
     switch (item.kind()) {
         case ItemKind::Waveform: {
             const auto& waveform = static_cast<const Waveform&>(item);
@@ -125,8 +124,8 @@ CollectionState::State CollectionState::stateOf(const Item& item, const NoteNami
         case ItemKind::Instrument: {
             const auto& instrument = static_cast<const Instrument&>(item);
             const PatchNumber patch = instrument.patch;
-            fields.emplace_back("patch", formatText("%u:%u:%u%s", patch.bankMsb(), patch.bankLsb(),
-                                                    patch.program(), patch.drum() ? " drums" : ""));
+            fields.push_back({"patch", formatText("%u:%u:%u%s", patch.bankMsb(), patch.bankLsb(),
+                                                  patch.program(), patch.drum() ? " drums" : "")});
             add(fields, instrument.articulation);
             break;
         }
@@ -139,7 +138,7 @@ CollectionState::State CollectionState::stateOf(const Item& item, const NoteNami
         default:
             break;
     }
-    fields.emplace_back("links", linksText(item));
+    addLinks(fields, item);
     return state;
 }
 
@@ -166,20 +165,23 @@ std::vector<ItemChange> CollectionState::changesTo(const CollectionState& later)
         }
         const State& after = later.items_[place->second];
         ItemChange change{before.id, ItemChange::Kind::Changed, before.name, {}};
-        const auto valueIn = [](const State& state, const char* what) -> std::string {
-            for (const auto& [name, value] : state.fields) {
-                if (name == what)
-                    return value;
-            }
-            return "-";
+        const auto find = [](const State& state, const char* what) -> const Field* {
+            const auto found = std::ranges::find_if(
+                state.fields, [=](const Field& field) { return std::string_view(field.what) == what; });
+            return found == state.fields.end() ? nullptr : &*found;
         };
-        for (const auto& [what, value] : before.fields) {
-            if (std::string now = valueIn(after, what); now != value)
-                change.fields.push_back({what, value, std::move(now)});
+        for (const Field& was : before.fields) {
+            const Field* now = find(after, was.what);
+            if (!now)
+                change.fields.push_back({was.what, was.value, "-"});
+            else if (now->value != was.value)
+                change.fields.push_back({was.what, was.value, now->value});
+            else if (now->key != was.key)
+                change.fields.push_back({was.what, {}, {}});
         }
-        for (const auto& [what, value] : after.fields) {
-            if (valueIn(before, what) == "-" && value != "-")
-                change.fields.push_back({what, "-", value});
+        for (const Field& now : after.fields) {
+            if (!find(before, now.what))
+                change.fields.push_back({now.what, "-", now.value});
         }
         const bool sameSamples =
             before.source ? before.source == after.source : before.buffer.get() == after.buffer.get();

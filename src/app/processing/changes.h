@@ -11,8 +11,8 @@
 namespace velor {
 
 struct FieldChange {
-    std::string what;  // "frames", "root key"; "audio data" has no values
-    std::string from, to;
+    std::string what;      // "frames", "root key", "layers"
+    std::string from, to;  // both empty for what no value tells: "audio data", the order of links, events
 };
 
 struct ItemChange {
@@ -31,11 +31,17 @@ class CollectionState {
     // Changed and removed items in this state's order, then added ones in the later state's.
     std::vector<ItemChange> changesTo(const CollectionState& later) const;
 
+    struct Field {
+        const char* what;
+        std::string value;      // as it is shown
+        std::uint64_t key = 0;  // what else must be the same
+    };
+
   private:
     struct State {
         ItemId id;
         std::string name;
-        std::vector<std::pair<const char*, std::string>> fields;
+        std::vector<Field> fields;
         // The samples: shared ownership keeps their addresses from being used again.
         SampleBufferRef buffer;
         std::shared_ptr<const WaveformSource> source;

@@ -6,6 +6,9 @@ namespace velor::audio_processes {
 
 namespace {
 
+// Hz; only damaged files claim more, and a second of such a rate would fill the memory.
+constexpr std::uint32_t kHighestRate = 1 << 22;
+
 constexpr ProcessParameter kParameters[] = {
     kInsertPosition,
     kInsertTime,
@@ -35,6 +38,8 @@ ProcessOutcome run(ProcessJob& job) {
     if (!waveform.loadSamples())
         return ProcessOutcome::Failed;
     const auto exact = static_cast<std::uint64_t>(job.settings.whole("frames"));
+    if (!exact && waveform.sampleRate > kHighestRate)
+        return processFailed("The sample rate is too high for a length in ms; say it in frames");
     const std::uint64_t length =
         exact ? exact : framesOfTime(job.settings.number("length"), waveform.sampleRate);
     if (length == 0)

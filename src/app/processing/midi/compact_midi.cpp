@@ -171,7 +171,7 @@ ProcessOutcome run(ProcessJob& job) {
                 empty.push_back(edit.tracks[i].track->id());
         }
     }
-    const int changed = edit.store(job.ui);
+    const int changed = edit.store(job.ui, true);
     if (changed < 0)
         return ProcessOutcome::Failed;
     for (const MidiTrackEdit& each : edit.tracks) {

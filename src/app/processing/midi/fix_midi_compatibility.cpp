@@ -320,7 +320,7 @@ ProcessOutcome repair(ProcessJob& job, MidiEdit& edit) {
             orderEvents(track.events);
     }
     // What looks at all tracks in playing order needs them stored.
-    const int changed = edit.store(job.ui);
+    const int changed = edit.store(job.ui, true);
     if (changed < 0)
         return ProcessOutcome::Failed;
     bool more = changed > 0;
