@@ -11,32 +11,22 @@
 
 namespace velor::cli {
 
-namespace {
-
-int print(const std::string& text) {
-    Output output;
-    output.add(text);
-    return output.flush() ? kExitDone : kExitFailed;
-}
-
-}  // namespace
-
 int runCompletion(const Arguments& arguments) {
-    return print(completionScript(arguments.positionals.front()));
+    return printText(completionScript(arguments.positionals.front()));
 }
 
 int runHelp(const Arguments& arguments) {
     if (arguments.has("man"))
-        return print(manualPage());
+        return printText(manualPage());
     if (arguments.positionals.empty())
-        return print(generalHelp());
+        return printText(generalHelp());
     const std::string& name = arguments.positionals.front();
     const VerbSpec* verb = findVerb(name);
     if (verb && verb->topicHelp && arguments.positionals.size() > 1)
-        return print(verb->topicHelp(arguments.positionals[1]));
+        return printText(verb->topicHelp(arguments.positionals[1]));
     if (!verb)
         return usageError("", unknownName("verb", name, choicesOf(ValueKind::Verb, "")));
-    return print(verbHelp(*verb));
+    return printText(verbHelp(*verb));
 }
 
 int runCommandLine(std::vector<std::string> arguments) {
@@ -45,13 +35,13 @@ int runCommandLine(std::vector<std::string> arguments) {
     switch (parsed.outcome) {
         case ParseResult::Outcome::ShowHelp:
             if (!parsed.helpTopic.empty())
-                return print(parsed.helpVerb->topicHelp(parsed.helpTopic));
-            return print(parsed.helpVerb ? verbHelp(*parsed.helpVerb) : generalHelp());
+                return printText(parsed.helpVerb->topicHelp(parsed.helpTopic));
+            return printText(parsed.helpVerb ? verbHelp(*parsed.helpVerb) : generalHelp());
         case ParseResult::Outcome::ShowVersion:
-            return print(std::string(kVersionLine) + '\n');
+            return printText(std::string(kVersionLine) + '\n');
         case ParseResult::Outcome::Run:
             if (parsed.arguments.has("version"))
-                return print(std::string(kVersionLine) + '\n');
+                return printText(std::string(kVersionLine) + '\n');
             return parsed.arguments.verb->run(parsed.arguments);
         case ParseResult::Outcome::Wrong:
             break;

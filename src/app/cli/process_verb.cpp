@@ -18,24 +18,18 @@ namespace velor::cli {
 
 namespace {
 
-int print(const std::string& text) {
-    Output output;
-    output.add(text);
-    return output.flush() ? kExitDone : kExitFailed;
-}
-
 int listProcesses(const Arguments& arguments) {
     if (arguments.has("manual"))
-        return print(processManual());
+        return printText(processManual());
     if (!arguments.has("json"))
-        return print(processList());
+        return printText(processList());
     JsonListDocument document("processes");
     for (const ProcessFlavour flavour :
          {ProcessFlavour::Audio, ProcessFlavour::Midi, ProcessFlavour::Instrument}) {
         for (const ProcessRow& row : processCatalogue(flavour))
             document.add(processObject(flavour, row));
     }
-    return print(document.text());
+    return printText(document.text());
 }
 
 // Settings given as options of their own.

@@ -148,6 +148,12 @@ void Terminal::clearBar() {
     barShown_ = false;
 }
 
+int printText(std::string_view text) {
+    Output output;
+    output.add(text);
+    return output.flush() ? kExitDone : kExitFailed;
+}
+
 int usageError(std::string_view verb, std::string_view message) {
     std::string text = "velor: " + displayText(message) + "\nTry \"velor ";
     if (!verb.empty())

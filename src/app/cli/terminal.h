@@ -75,6 +75,8 @@ class Terminal {
     bool barShown_ = false;
 };
 
+// Prints data on standard output; returns an ExitCode.
+int printText(std::string_view text);
 // The shortest way to say that the command line is wrong; returns kExitUsage.
 int usageError(std::string_view verb, std::string_view message);
 

@@ -1,6 +1,8 @@
 // The progress of one step among several.
 #pragma once
 
+#include <algorithm>
+
 #include "base/user_interface.h"
 
 namespace velor {
@@ -12,7 +14,9 @@ class PartProgress final : public UserInterface {
 
     std::size_t ask(const Question& question) override { return whole_.ask(question); }
     void status(std::string_view text) override { whole_.status(text); }
-    void progress(double share) override { whole_.progress(from_ + (to_ - from_) * share); }
+    void progress(double share) override {
+        whole_.progress(from_ + (to_ - from_) * std::clamp(share, 0.0, 1.0));
+    }
     bool aborted() override { return whole_.aborted(); }
     void warn(const Warning& warning) override { whole_.warn(warning); }
     void report(std::string_view text) override { whole_.report(text); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/processing/part_progress.h"
 #include "base/error.h"
 #include "base/text.h"
 #include "dsp/loop_crossfade.h"
@@ -9,25 +10,6 @@
 namespace velor {
 
 namespace {
-
-// The progress of one item within that of the list.
-class ItemInterface final : public UserInterface {
-  public:
-    ItemInterface(UserInterface& whole, std::size_t index, std::size_t count)
-        : whole_(whole), from_(static_cast<double>(index)), count_(static_cast<double>(count)) {}
-
-    std::size_t ask(const Question& question) override { return whole_.ask(question); }
-    void status(std::string_view text) override { whole_.status(text); }
-    void progress(double share) override { whole_.progress((from_ + std::clamp(share, 0.0, 1.0)) / count_); }
-    bool aborted() override { return whole_.aborted(); }
-    void warn(const Warning& warning) override { whole_.warn(warning); }
-    void report(std::string_view text) override { whole_.report(text); }
-
-  private:
-    UserInterface& whole_;
-    double from_;
-    double count_;
-};
 
 // A waveform's state, to go back to. Samples are shared, which costs nothing as nobody writes to shared ones.
 class WaveformState {
@@ -71,7 +53,8 @@ ProcessRun runProcess(const ProcessRow& row, const ProcessContext& context, cons
         }
         const std::string shown = displayText(item->name());
         ui.status(formatText("Working on %s%s", shown.c_str(), "..."));
-        ItemInterface itemInterface(ui, i, context.items.size());
+        const double count = static_cast<double>(context.items.size());
+        PartProgress itemInterface(ui, static_cast<double>(i) / count, static_cast<double>(i + 1) / count);
         itemInterface.progress(0);
         ProcessItemReport report;
         report.id = id;

@@ -100,7 +100,7 @@ TEST_F(StructureEdits, RefusesWhatMakesNoSense) {
               "The result would be longer than 4294967295 frames");
     wave().sampleRate = 2147483648u;
     EXPECT_EQ(error(run("insert-silence", {"length=2000"})),
-              "The result would be longer than 4294967295 frames");
+              "The sample rate is too high for a length in ms; say it in frames");
     EXPECT_EQ(error(run("append-combine-waveforms", {"wave=nobody"})),
               "there is neither a waveform nor a file \"nobody\"");
     test::addWaveform(collection, "slow", test::numberedFrames(1000), 1, 1);

@@ -37,7 +37,7 @@ constexpr ProcessParameter kParameters[] = {
     {.key = "only-downsample",
      .label = "Only downsample (i.e. never incread s-rate)",
      .kind = ProcessValueKind::Switch,
-     .help = "Leaves waveforms alone whose rate is the new one or less. Only with several waveforms."},
+     .help = "Leaves waveforms alone whose rate is the new one or less."},
 };
 
 ProcessOutcome resampleBy(ProcessJob& job, std::uint32_t newLength, std::uint32_t newRate, double ratio) {
@@ -58,19 +58,22 @@ ProcessOutcome run(ProcessJob& job) {
         rate = 44100;
     if (rate == 0 && (length == 0 || !single))
         return processFailed("Invalid length or frequency specified");
+    // The frame count is certain only when the samples are there.
+    if (!job.waveform().loadSamples())
+        return ProcessOutcome::Failed;
     if (waveform.frames == 0 || waveform.sampleRate == 0)
+        return ProcessOutcome::Unchanged;
+    if (rate != 0 && job.settings.flag("only-downsample") && waveform.sampleRate <= rate)
         return ProcessOutcome::Unchanged;
     const double oldRate = waveform.sampleRate;
     const double oldLength = waveform.frames;
     if (!single) {
-        if (job.settings.flag("only-downsample") && waveform.sampleRate <= rate)
-            return ProcessOutcome::Unchanged;
         const double ratio = rate / oldRate;
         const double frames = std::trunc(oldLength * ratio);
         if (frames > 4294967295.0)
             return processFailed("The resampled waveform would be too long");
-        return ratio == 1.0 ? ProcessOutcome::Unchanged
-                            : resampleBy(job, static_cast<std::uint32_t>(frames), rate, ratio);
+        // Counted also when the rate is the same and nothing happens, as for every waveform of the list.
+        return resampleBy(job, static_cast<std::uint32_t>(frames), rate, ratio);
     }
     // What the page fills in: each field from the other.
     if (rate != 0) {

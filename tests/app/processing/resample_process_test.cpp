@@ -1,0 +1,92 @@
+// What the pages of resampling and tuning make of their fields; the processing itself is tested with its
+// algorithms.
+#include <cmath>
+
+#include "process_tools.h"
+
+namespace velor {
+namespace {
+
+Waveform* addTone(Collection& collection, std::size_t frames, std::uint32_t rate, double frequency = 440) {
+    std::vector<float> samples(frames);
+    for (std::size_t i = 0; i < frames; ++i)
+        samples[i] =
+            static_cast<float>(0.5 * std::sin(6.283185307179586 * frequency / rate * static_cast<double>(i)));
+    return test::addWaveform(collection, "tone", samples, 1, rate);
+}
+
+TEST(ResampleProcess, OneWaveformRoundsItsLengthSeveralCutIt) {
+    const struct {
+        std::vector<std::string> settings;
+        std::uint32_t frames, rate;  // of the result
+    } single[] = {
+        {{"rate=22050"}, 50000, 22050},
+        {{"rate=48000"}, 108844, 48000},  // 108843.54
+        {{"rate=44100"}, 100000, 44100},
+        {{"length=50000"}, 50000, 22050},
+        {{"length=33333"}, 33333, 14700},  // 14699.85
+        {{"rate=48000", "only-downsample"}, 100000, 44100},
+        {{"rate=8000", "only-downsample", "method=cubic"}, 18141, 8000},
+    };
+    for (const auto& each : single) {
+        SCOPED_TRACE(each.settings[0]);
+        Collection collection;
+        const Waveform& waveform = *addTone(collection, 100000, 44100);
+        const ProcessRun run = test::runNamed("resample", collection, each.settings);
+        EXPECT_EQ(run.changed, each.frames == 100000 ? 0u : 1u);
+        EXPECT_EQ(waveform.frames, each.frames);
+        EXPECT_EQ(waveform.sampleRate, each.rate);
+    }
+    Collection collection;
+    const Waveform& slow = *addTone(collection, 1000, 22050);
+    const Waveform& fast = *addTone(collection, 100000, 48000);
+    EXPECT_EQ(test::runNamed("resample", collection, {"only-downsample"}).changed, 1u);
+    EXPECT_EQ(slow.frames, 1000u);
+    EXPECT_EQ(fast.frames, 91875u);
+    EXPECT_EQ(test::runNamed("resample", collection, {"rate=22050"}).changed, 2u) << "every one counts";
+    EXPECT_EQ(fast.frames, 45937u);  // 45937.5
+    EXPECT_EQ(test::runNamed("resample", collection, {"rate=0"}).items.at(0).error,
+              "Invalid length or frequency specified");
+}
+
+TEST(ResampleProcess, RegionsFollow) {
+    Collection collection;
+    Waveform& waveform = *addTone(collection, 4000, 44100);
+    waveform.setLoop(LoopMode::Forward, 1000, 2000);
+    auto* region = collection.create<Region>("region");
+    region->links.add(waveform.id());
+    region->overrides.flags = RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
+    region->overrides.loopStart = 400;
+    region->overrides.loopEnd = 800;
+    ASSERT_EQ(test::runNamed("resample", collection, {"rate=22050"}).changed, 1u);
+    EXPECT_EQ(waveform.loopStart, 500);
+    EXPECT_EQ(waveform.loopEnd, 1000);
+    EXPECT_EQ(region->overrides.loopStart, 200u);
+    EXPECT_EQ(region->overrides.loopEnd, 400u);
+}
+
+TEST(TuneProcess, TunesByEachOfItsWays) {
+    // A4 of 440 Hz is told to be a C4; 30 cents too low otherwise.
+    const double frequency = 440 * std::exp2(-30 / 1200.0);
+    const struct {
+        const char* by;
+        int key, fine;
+        std::uint32_t rate;
+    } cases[] = {
+        {"by=key", 69, 30, 44100},
+        {"by=fine", 60, 30, 44100},
+        {"by=rate", 60, 0, static_cast<std::uint32_t>(44100 * std::exp2(-870 / 1200.0) + 0.5)},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.by);
+        Collection collection;
+        const Waveform& waveform = *addTone(collection, 44100, 44100, frequency);
+        EXPECT_EQ(test::runNamed("auto-tune", collection, {each.by}).changed, 1u);
+        EXPECT_EQ(waveform.rootKey, each.key);
+        EXPECT_EQ(waveform.fineTune, each.fine);
+        EXPECT_NEAR(waveform.sampleRate, each.rate, 1);
+    }
+}
+
+}  // namespace
+}  // namespace velor
