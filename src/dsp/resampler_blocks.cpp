@@ -288,6 +288,8 @@ class Job {
     // Between rates with a common divisor the same phases come again and again: from 44100 to 48000 Hz after
     // 160 outputs. The accumulated position drifts a little, so that a pair of rows may come later by one.
     static std::uint32_t periodOf(const std::vector<FirOutput>& taps) {
+        if (taps.size() < 16)
+            return 0;  // not worth a look, and too few to look ahead in
         const std::size_t probe = taps.size() / 2;
         for (std::size_t period = 1; period <= taps.size() / 4; ++period) {
             const auto same = [&](std::size_t i) {
