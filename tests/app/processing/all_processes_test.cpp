@@ -216,7 +216,7 @@ TEST(EveryProcess, RunOverARealBank) {
             const ItemId all[] = {collection.id()};
             ProcessContext context = processContext(static_cast<ProcessFlavour>(flavour), collection, all);
             if (flavour == 0)
-                context.items.resize(40);
+                context.items.resize(40 / test::kThinning);
             if (!row.available(context))
                 continue;
             const ProcessSettings settings = settingsFor(row);

@@ -10,7 +10,7 @@ namespace {
 
 using namespace test;
 
-constexpr unsigned kBanks = 80;
+constexpr unsigned kBanks = 80 / test::kThinning;
 
 // Every link leads somewhere and nothing lost its last holder.
 void expectSound(const Collection& collection, const std::set<ItemId>& heldBefore, const std::string& what) {
