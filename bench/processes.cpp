@@ -73,7 +73,8 @@ void runOnTenMinutes(benchmark::State& state, const ProcessRow& row) {
             if (parameter.kind == ProcessValueKind::Wave)
                 settings.set(parameter.key, "#1");
             // What does nothing unless told to.
-            for (const auto& [key, value] : {std::pair{"gain", "-3"}, {"rate", "48000"}, {"ratio", "125"}}) {
+            for (const auto& [key, value] :
+                 {std::pair{"gain", "-3"}, {"rate", "48000"}, {"ratio", "125"}, {"semitones", "3"}}) {
                 if (parameter.key == std::string_view(key))
                     settings.set(key, value);
             }

@@ -118,7 +118,21 @@ class Job {
             (std::uint64_t{taps_} + FirSection::kGranule - 1) / FirSection::kGranule * FirSection::kGranule;
         const double most = std::min(kBlockFrames / step_, kBlockProducts / (1.0 * input_.channels * taps_));
         blockOutputs_ = static_cast<std::uint32_t>(std::clamp(most, 1.0, double{kBlockOutputs}));
+        // Outputs of the same rows are worked out four at a time: none should be left over in a block.
+        const std::uint32_t fours = 4 * expectedPeriod();
+        if (fours > 0 && fours <= std::min(2.0 * blockOutputs_, most))
+            blockOutputs_ = std::max(blockOutputs_ / fours, 1u) * fours;
         return table_.allocate(phasesFor(design.scale), stride, taps_);
+    }
+
+    // After how many outputs positions lie at the same fractions again; 0 when that takes too long.
+    std::uint32_t expectedPeriod() const {
+        for (std::uint32_t period = 1; period <= kBlockOutputs; ++period) {
+            const double frames = period * step_;
+            if (std::abs(frames - std::round(frames)) < 1e-9)
+                return period;
+        }
+        return 0;
     }
 
     unsigned usefulThreads() const {

@@ -8,7 +8,6 @@
 
 #include "formats/framework/pipeline.h"
 #include "items/region_parameters.h"
-#include "test_tools.h"
 
 namespace velor::test {
 
