@@ -18,14 +18,6 @@
 
 namespace velor::test {
 
-// Surveys over real or random material look at every nth case only under the sanitizers, which are several
-// times slower and look for faults that a few cases show as well.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr unsigned kThinning = 4;
-#else
-inline constexpr unsigned kThinning = 1;
-#endif
-
 // A name that no other test process uses, also none under another Wine, where process numbers repeat.
 inline std::string uniqueName() {
     std::random_device random;

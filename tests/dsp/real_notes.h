@@ -9,6 +9,9 @@
 #include "formats/framework/pipeline.h"
 #include "items/region_parameters.h"
 
+// Benchmarks use this file too, and have no include path to the tests.
+#include "../thinning.h"
+
 namespace velor::test {
 
 // What a General MIDI program leaves no doubt about. Bells, organs, harmonicas, guitar harmonics, palm mutes

@@ -7,6 +7,7 @@
 #include "formats/framework/pipeline.h"
 #include "items/midi_events.h"
 #include "process_tools.h"
+#include "thinning.h"
 
 namespace velor {
 namespace {

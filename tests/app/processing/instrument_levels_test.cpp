@@ -4,6 +4,7 @@
 
 #include "instrument_tools.h"
 #include "items/midi_timeline.h"
+#include "thinning.h"
 
 namespace velor {
 namespace {
