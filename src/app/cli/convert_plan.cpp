@@ -285,9 +285,9 @@ class Planner {
             return;
         }
         task.stem = utf8FromPath(path.stem());
-        const std::string inputExtension = utf8FromPath(path.extension());
-        task.extension = !request_.extension.empty() || inputExtension.empty() ? request_.extension
-                                                                               : inputExtension.substr(1);
+        task.extension = request_.extension;
+        if (request_.process && task.extension.empty() && path.has_extension())
+            task.extension = utf8FromPath(path.extension()).substr(1);
         task.folder = request_.folder.empty() ? path.parent_path() : request_.folder / subFolder;
         task.makeFolder = !request_.folder.empty();
     }
