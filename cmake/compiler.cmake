@@ -12,12 +12,8 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-con
 # rely on that. Results stay exactly those of IEEE arithmetic.
 add_compile_options(-fno-trapping-math -fno-math-errno)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # g++ 12 sees overlapping copies in `text + std::string` where there are none (GCC bug 105651), and copies of
-  # impossible size in the same code where headers are precompiled.
+  # g++ 12 sees overlapping copies in `text + std::string` where there are none (GCC bug 105651).
   add_compile_options(-Wno-restrict)
-  if(VELOR_PCH)
-    add_compile_options(-Wno-stringop-overflow)
-  endif()
 endif()
 if(VELOR_WERROR)
   add_compile_options(-Werror)
