@@ -95,7 +95,7 @@ TEST(KeyInName, AgreesWithTheNotesOfARealBank) {
     });
     if (!found)
         GTEST_SKIP() << "needs FluidR3_GM.sf2";
-    EXPECT_GE(named, 500);
+    EXPECT_GE(named, 500 / static_cast<int>(test::kThinning));
     EXPECT_GE(agree, named * 9 / 10) << "of " << named;
     RecordProperty("named", named);
     RecordProperty("agree", agree);
