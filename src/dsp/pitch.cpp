@@ -208,9 +208,7 @@ bool refinePitch(std::span<const float> mono, std::uint32_t rate, double estimat
     const auto longest = static_cast<std::int64_t>(std::ceil(r / lo));
     const auto shortest = static_cast<std::int64_t>(std::floor(r / hi));
     std::int64_t periods = 1;
-    // Not so many that the range reaches into the next or the last period: its match would be as good.
-    while (periods < kMostPeriods && periods * longest < rest / 2 &&
-           (periods + 1) * (longest - shortest) < shortest)
+    while (periods < kMostPeriods && periods * longest < rest / 2)
         ++periods;
     const std::int64_t low = std::max<std::int64_t>(0, reference - periods * longest);
     const std::int64_t high = std::max<std::int64_t>(0, reference - periods * shortest);
