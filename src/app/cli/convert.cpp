@@ -1,7 +1,6 @@
-// velor convert, velor render, velor resample
+// velor convert, velor render
 #include "app/cli/arguments.h"
 #include "app/cli/convert_inputs.h"
-#include "app/cli/terminal.h"
 #include "app/cli/verbs.h"
 
 namespace velor::cli {
@@ -14,12 +13,6 @@ int runRender(const Arguments& arguments) {
     ConvertRequest request;
     request.songsOnly = true;
     return convertInputs(arguments, arguments.positionals, std::move(request));
-}
-
-int runResample(const Arguments& arguments) {
-    if (arguments.has("rate") == arguments.has("length"))
-        return usageError("resample", "say either --rate HZ or --length FRAMES");
-    return convertInputs(arguments, arguments.positionals, {});
 }
 
 }  // namespace velor::cli

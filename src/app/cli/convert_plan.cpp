@@ -12,7 +12,6 @@
 #include "app/cli/terminal.h"
 #include "base/error.h"
 #include "base/text.h"
-#include "dsp/resampler.h"
 #include "formats/framework/format_table.h"
 #include "platform/console.h"
 #include "platform/folders.h"
@@ -105,18 +104,6 @@ std::string readRendering(const Arguments& arguments, ReadChoices& choices) {
     return {};
 }
 
-// The rate, or the length and the method of the resample verb.
-void readResampling(const Arguments& arguments, SaveOptions& save) {
-    save.rate = static_cast<std::uint32_t>(arguments.whole("rate", 0));
-    save.length = static_cast<std::uint32_t>(arguments.whole("length", 0));
-    if (arguments.has("method")) {
-        const std::vector<std::string> names = choicesOf(ValueKind::Words, kResampleMethodWords);
-        const auto found = std::ranges::find(names, arguments.value("method")) - names.begin();
-        // The names come first, then the numbers, both in the order of the methods.
-        save.resampleMethod = static_cast<std::uint8_t>(static_cast<std::size_t>(found) % kResampleMethods);
-    }
-}
-
 }  // namespace
 
 std::string readConvertRequest(const Arguments& arguments, ConvertRequest& request) {
@@ -134,7 +121,9 @@ std::string readConvertRequest(const Arguments& arguments, ConvertRequest& reque
         return problem;
     if (arguments.has("encoding"))
         request.save.encoding = *encodingFromName(arguments.value("encoding"));
-    readResampling(arguments, request.save);
+    // Of the verbs that run a process it is that process's own.
+    if (!request.process)
+        request.save.rate = static_cast<std::uint32_t>(arguments.whole("rate", 0));
     request.save.channels = static_cast<int>(arguments.whole("channels", 0));
     request.save.quality = arguments.number("quality", -1);
     int policies = 0;

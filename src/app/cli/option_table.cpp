@@ -82,16 +82,6 @@ constexpr OptionSpec kConvert[] = {
     {"worker-found", 0, nullptr, "", ValueKind::Text, "", false, true},
 };
 
-constexpr OptionSpec kResample[] = {
-    {"rate", 0, "HZ", "The new sample rate.", ValueKind::Whole},
-    {"length", 0, "FRAMES", "The new length instead; the rate follows.", ValueKind::Whole},
-    {"method", 0, "METHOD",
-     "How: nearest, linear, cubic, or a filter for 8, 12, 16, 20 or 24 bits; otherwise auto, which is fir20 "
-     "for sounds "
-     "of more than 16 bits and fir16 for others.",
-     ValueKind::Words, kResampleMethodWords},
-};
-
 constexpr OptionSpec kRender[] = {
     {"bank", 0, "FILE",
      "The bank that instruments come from which the file itself does not hold, of any type that can be read. "
@@ -234,7 +224,8 @@ Options optionsOf(std::string_view process) {
 
 std::vector<VerbSpec> makeVerbs() {
     static const Options convert = joined({kOutput, kTarget, kConvert, kReading});
-    static const Options resample = joined({kOutput, kResample, kTarget, kReading});
+    static const Options resample =
+        joined({optionsOf("resample"), kProcessShort, kOutput, kTarget, kReading});
     static const Options render = joined({kOutput, kRender, kTarget, kReading});
     static const Options process = joined({kProcess, kOutput, kTarget, kReading});
     static const Options tune = joined({optionsOf("auto-tune"), kProcessShort, kOutput, kTarget, kReading});
@@ -255,10 +246,11 @@ std::vector<VerbSpec> makeVerbs() {
          "the short form for one file.",
          convert, kInputs, kConvertExamples, runConvert},
         {"resample", "Change the sample rate or the length of sounds.",
-         "IN... (-o FILE | --to EXT [-d DIR]) (--rate HZ | --length FRAMES) [options]",
-         "Does what convert --rate does, with a choice of the method and, instead of a rate, a length in "
-         "frames. "
-         "Loops move along. For sounds that are looped the cubic method, for others the filters are best.",
+         "IN... (-o FILE | --to EXT | -d DIR) (--rate HZ | --length FRAMES) [options]",
+         "Reads each sound at a new rate, or so that it gets a new length; pitch and duration stay with a "
+         "rate. Loops and "
+         "the loop points of regions move along. For sounds that are looped the cubic method, for others "
+         "the filters are best.",
          resample, kInputs, kResampleExamples, runResample},
         {"render", "Play MIDI songs into waveforms.", "SONG... (-o FILE | --to EXT [-d DIR]) [options]",
          "Plays each song through the built-in synthesizer, with the instruments of the file itself where it "

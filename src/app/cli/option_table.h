@@ -50,10 +50,6 @@ struct PositionalSpec {
 
 inline constexpr unsigned kAnyNumber = ~0u;
 
-// The resampler's methods by name and by number.
-inline constexpr const char* kResampleMethodWords =
-    "nearest|linear|cubic|fir8|fir12|fir16|fir20|fir24|auto|0|1|2|3|4|5|6|7|8";
-
 struct VerbSpec {
     const char* name;
     const char* summary;   // one line, for the list of verbs

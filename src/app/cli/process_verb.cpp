@@ -1,4 +1,4 @@
-// velor process, and its short forms velor tune and velor loop
+// velor process, and its short forms velor resample, velor tune and velor loop
 #include <algorithm>
 
 #include "app/cli/arguments.h"
@@ -88,6 +88,12 @@ int runProcess(const Arguments& arguments) {
         return usageError("process", unknownProcess(name));
     return runNamed(arguments, named, {arguments.positionals.begin() + 1, arguments.positionals.end()},
                     false);
+}
+
+int runResample(const Arguments& arguments) {
+    if (arguments.has("rate") == arguments.has("length"))
+        return usageError("resample", "say either --rate HZ or --length FRAMES");
+    return runNamed(arguments, findProcess("resample"), arguments.positionals, true);
 }
 
 int runTune(const Arguments& arguments) {

@@ -18,11 +18,9 @@ struct SaveOptions {
     std::uint32_t variant = 0;
     // The user's choices; the defaults leave the choice to the row and the waveform.
     SampleEncoding encoding = SampleEncoding::None;
-    int channels = 0;                 // 1 or 2
-    std::uint32_t rate = 0;           // Hz
-    std::uint32_t length = 0;         // frames to resample to, instead of a rate
-    std::uint8_t resampleMethod = 8;  // see ResampleMethod; 8 chooses by the bits of the samples
-    double quality = -1;              // value of one of the row's FormatOptions
+    int channels = 0;        // 1 or 2
+    std::uint32_t rate = 0;  // Hz
+    double quality = -1;     // value of one of the row's FormatOptions
 };
 
 struct OpenFile {

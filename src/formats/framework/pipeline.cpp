@@ -283,11 +283,7 @@ bool saveItem(Item* selected, int row, const fs::path& name, PipelineServices& s
     WorkingCopy copy;
     if (item->kind() == ItemKind::Waveform && writerBuilt(row)) {
         if (choices.rate != 0)
-            item = copy.atRate(static_cast<Waveform&>(*item), choices.rate, *services.ui,
-                               choices.resampleMethod);
-        else if (choices.length != 0)
-            item = copy.atLength(static_cast<Waveform&>(*item), choices.length, *services.ui,
-                                 choices.resampleMethod);
+            item = copy.atRate(static_cast<Waveform&>(*item), choices.rate, *services.ui);
         if (!item || !settleSaveOptions(static_cast<const Waveform&>(*item), file.save))
             return false;
     } else if (item->kind() != ItemKind::MidiSong && !keepsRates(*item, choices.rate)) {

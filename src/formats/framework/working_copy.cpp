@@ -1,11 +1,13 @@
 #include "formats/framework/working_copy.h"
 
 #include "base/error.h"
+#include "dsp/resampler.h"
 
 namespace velor {
 
-template <typename Change>
-Waveform* WorkingCopy::changed(const Waveform& waveform, UserInterface& ui, Change change) {
+Waveform* WorkingCopy::atRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui) {
+    if (waveform.sampleRate == rate)
+        return &waveform;
     auto collection = std::make_unique<Collection>();
     collection->formatRow = waveform.owner().formatRow;
     collection->fileName = waveform.owner().fileName;
@@ -17,7 +19,8 @@ Waveform* WorkingCopy::changed(const Waveform& waveform, UserInterface& ui, Chan
     }
     copy->copyContentFrom(waveform);
     ui.status("Resampling - " + waveform.name());
-    if (!change(*copy)) {
+    if (!ResampleToRate(*copy, *copy, rate, static_cast<std::uint8_t>(ResampleMethod::FirAuto), nullptr,
+                        &ui)) {
         if (LastErrorText == kResamplingAborted)
             fail("Save aborted!");
         return nullptr;
@@ -27,21 +30,6 @@ Waveform* WorkingCopy::changed(const Waveform& waveform, UserInterface& ui, Chan
     copy->fixUp(lists);
     collection_ = std::move(collection);
     return copy;
-}
-
-Waveform* WorkingCopy::atRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui,
-                              std::uint8_t method) {
-    if (waveform.sampleRate == rate)
-        return &waveform;
-    return changed(waveform, ui,
-                   [&](Waveform& copy) { return ResampleToRate(copy, copy, rate, method, nullptr, &ui); });
-}
-
-Waveform* WorkingCopy::atLength(Waveform& waveform, std::uint32_t length, UserInterface& ui,
-                                std::uint8_t method) {
-    return changed(waveform, ui, [&](Waveform& copy) {
-        return ResampleToLength(copy, copy, length, method, nullptr, &ui);
-    });
 }
 
 Waveform* WorkingCopy::atFixedRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui) {

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "base/user_interface.h"
-#include "dsp/resampler.h"
 #include "items/collection.h"
 
 namespace velor {
@@ -14,20 +13,13 @@ namespace velor {
 class WorkingCopy {
   public:
     // The waveform itself when it has the rate (Hz), else a copy that was resampled to it: its loop follows,
-    // and the encoding that its source has is kept as the one to be chosen again. `method` as in
-    // ResampleMethod. nullptr with LastErrorText: "Save aborted!", "Out of memory", or what reading the
-    // samples failed with.
-    Waveform* atRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui,
-                     std::uint8_t method = static_cast<std::uint8_t>(ResampleMethod::FirAuto));
-    // The same with a number of frames.
-    Waveform* atLength(Waveform& waveform, std::uint32_t length, UserInterface& ui, std::uint8_t method);
+    // and the encoding that its source has is kept as the one to be chosen again. nullptr with
+    // LastErrorText: "Save aborted!", "Out of memory", or what reading the samples failed with.
+    Waveform* atRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui);
     // The same for files that can hold one rate only: warns when the waveform has another one.
     Waveform* atFixedRate(Waveform& waveform, std::uint32_t rate, UserInterface& ui);
 
   private:
-    template <typename Change>
-    Waveform* changed(const Waveform& waveform, UserInterface& ui, Change change);
-
     std::unique_ptr<Collection> collection_;
 };
 

@@ -108,7 +108,7 @@ TEST_F(Convert, WrongUsageSaysWhatIsMeantAndDoesNothing) {
     EXPECT_EQ(tree(folder.path()), Names{"a.sw"});
 }
 
-TEST_F(Convert, ResamplesByNameAndByNumber) {
+TEST_F(Convert, ResamplesToARateOrALength) {
     writeStereoWave("in.wav");
     const std::vector<std::string> head = {"resample", "in.wav", "--overwrite", "-o", "out.wav"};
     const auto resampled = [&](std::vector<std::string> more) {
@@ -119,10 +119,9 @@ TEST_F(Convert, ResamplesByNameAndByNumber) {
     };
     const auto cubic = resampled({"--rate", "44100", "--method", "cubic"});
     EXPECT_EQ(loadLe<std::uint32_t>(cubic.data() + 24), 44100u);
-    EXPECT_EQ(cubic, resampled({"--rate", "44100", "--method", "2"}));
     EXPECT_NE(cubic, resampled({"--rate", "44100"}));
     EXPECT_EQ(resampled({"--rate", "44100", "--method", "auto"}),
-              resampled({"--rate", "44100", "--method", "5"}));
+              resampled({"--rate", "44100", "--method", "fir16"}));
     const auto longer = resampled({"--length", "500", "--method", "linear"});
     EXPECT_EQ(loadLe<std::uint32_t>(longer.data() + 24), 55125u);
     EXPECT_GT(longer.size(), 500u * 4);
