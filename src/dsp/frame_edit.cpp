@@ -295,9 +295,7 @@ bool applyFrameEdit(Collection& collection, Waveform& waveform, const FrameEdit&
     SampleBufferRef buffer = edit.build(ui);
     if (!buffer)
         return false;
-    const std::uint32_t rate = waveform.sampleRate;  // the buffer's is a float
-    waveform.installBuffer(std::move(buffer));
-    waveform.sampleRate = rate;
+    waveform.replaceSamples(std::move(buffer));
     const WaveformLoop before(waveform);
     const std::optional<LoopPoints> loop = edit.mapLoop(before.points);
     waveform.loopStart = loop ? loop->start : 0;

@@ -46,9 +46,7 @@ bool insertFrames(Waveform& waveform, std::uint32_t at, std::uint64_t count, Sou
     }
     if (!copy(from + head, (waveform.frames - at) * channels, to + head + count * channels))
         return false;
-    const std::uint32_t rate = waveform.sampleRate;  // the buffer's is a float
-    waveform.installBuffer(std::move(longer));
-    waveform.sampleRate = rate;
+    waveform.replaceSamples(std::move(longer));
     return true;
 }
 

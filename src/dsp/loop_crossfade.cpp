@@ -65,9 +65,7 @@ bool crossfadeLoop(Waveform& waveform, const LoopCrossfade& fade, UserInterface&
         return false;
     if (!crossfadeSamples(faded->samples(), waveform.channels, fade, ui))
         return fail(kProcessingCancelled);
-    const std::uint32_t rate = waveform.sampleRate;
-    waveform.installBuffer(std::move(faded));
-    waveform.sampleRate = rate;  // exactly, where a float could not hold it
+    waveform.replaceSamples(std::move(faded));
     waveform.loopStart = fade.start;
     waveform.loopEnd = fade.end;
     return true;

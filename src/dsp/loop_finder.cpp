@@ -12,6 +12,7 @@
 #include "dsp/loop_search.h"
 #include "dsp/pitch.h"
 #include "items/collection.h"
+#include "items/region_loop.h"
 
 namespace velor {
 
@@ -117,20 +118,6 @@ float loopTuning(double length, double f0, double rate) {
     return static_cast<float>(std::round(1200 * std::log2(length / (periods * period))) / 100);
 }
 
-// Regions that loop by points of their own can not loop over what was cut away.
-void limitOverrides(const Waveform& waveform) {
-    for (Region* region : waveform.owner().all<Region>()) {
-        if (region->waveform() != &waveform)
-            continue;
-        RegionOverrides& own = region->overrides;
-        own.loopStart = std::min(own.loopStart, waveform.frames);
-        own.loopEnd = std::min(own.loopEnd, waveform.frames);
-        if (own.has(RegionOverrides::LoopStart) && own.has(RegionOverrides::LoopEnd) &&
-            own.loopStart >= own.loopEnd)
-            own.flags &= static_cast<std::uint8_t>(~(RegionOverrides::LoopStart | RegionOverrides::LoopEnd));
-    }
-}
-
 bool findAndSetLoop(Waveform& waveform, const LoopFinderOptions& options, UserInterface& ui,
                     FoundLoop* found) {
     ui.status(formatText("Finding loop for: \"%s\"", waveform.name().c_str()));
@@ -191,17 +178,14 @@ bool findAndSetLoop(Waveform& waveform, const LoopFinderOptions& options, UserIn
         for (std::size_t i = 0; i < kFramesAfterLoop * channels; ++i)  // beyond a loop's end it begins again
             samples->data()[after + i] = samples->data()[first + i];
     }
-    if (samples) {
-        const std::uint32_t exactRate = waveform.sampleRate;
-        waveform.installBuffer(std::move(samples));
-        waveform.sampleRate = exactRate;
-    }
+    if (samples)
+        waveform.replaceSamples(std::move(samples));
     waveform.setLoop(LoopMode::Forward, start, end);
     waveform.loopUntilRelease = options.breakOnRelease;
     if (options.loopTuning && hasPitch)
         waveform.tuning = loopTuning(end - start, pitch.frequency, rate);
     if (cut)
-        limitOverrides(waveform);
+        limitLoopOverrides(waveform);
     return true;
 }
 

@@ -25,11 +25,6 @@ const char* signOf(int value) {
     return value > 0 ? "+" : value < 0 ? "-" : "\u00b1";
 }
 
-std::string tone(std::uint8_t key, int cents, const NoteNaming& naming) {
-    return formatText("%s %s %d cents", noteName(key, naming).c_str(), cents < 0 ? "minus" : "plus",
-                      std::abs(cents));
-}
-
 bool setFineTune(Waveform& waveform, int cents) {
     const auto fine = static_cast<std::int8_t>(std::clamp(cents, -kMostFineTune, kMostFineTune));
     const bool changed = fine != waveform.fineTune || waveform.tuning != 0;
@@ -39,6 +34,11 @@ bool setFineTune(Waveform& waveform, int cents) {
 }
 
 }  // namespace
+
+std::string toneText(std::uint8_t key, int cents, const NoteNaming& naming) {
+    return formatText("%s %s %d cents", noteName(key, naming).c_str(), cents < 0 ? "minus" : "plus",
+                      std::abs(cents));
+}
 
 int tuningDifference(const Waveform& waveform, const DetectedPitch& pitch) {
     return (pitch.key - waveform.rootKey) * 100 - pitch.cents + currentCents(waveform);
@@ -65,11 +65,6 @@ bool tuneTo(Waveform& waveform, const DetectedPitch& pitch, TuneBy by) {
         }
     }
     return false;
-}
-
-bool tuneWaveform(Waveform& waveform, TuneBy by) {
-    DetectedPitch pitch;
-    return detectPitch(waveform, pitch) && tuneTo(waveform, pitch, by);
 }
 
 AutoTuneResult autoTune(Waveform& waveform, const NoteNaming& naming, UserInterface& ui) {
@@ -124,8 +119,8 @@ bool dominantFrequencyText(Waveform& waveform, const NoteNaming& naming, std::st
         "tone:\n\n\t%s\n\nThe currently set root key is for the tone:\n\n\t%s\n\nNB: Root key 'fine-tune' is "
         "the "
         "negative of this.",
-        peaks[0].frequency, tone(pitch.key, -pitch.cents, naming).c_str(),
-        tone(waveform.rootKey, -currentCents(waveform), naming).c_str());
+        peaks[0].frequency, toneText(pitch.key, -pitch.cents, naming).c_str(),
+        toneText(waveform.rootKey, -currentCents(waveform), naming).c_str());
     return true;
 }
 

@@ -36,9 +36,8 @@ int tuningDifference(const Waveform& waveform, const DetectedPitch& pitch);
 // rate alone. True when anything changed.
 bool tuneTo(Waveform& waveform, const DetectedPitch& pitch, TuneBy by);
 
-// Detects and tunes, without a word: what the page for several waveforms does to each. True when the waveform
-// changed; false when there was nothing to do, or with kPitchFailed in LastErrorText.
-bool tuneWaveform(Waveform& waveform, TuneBy by);
+// A tone as "A4 plus 12 cents".
+std::string toneText(std::uint8_t key, int cents, const NoteNaming& naming);
 
 enum class AutoTuneResult : std::uint8_t { Tuned, Unchanged, Cancelled, Failed };
 

@@ -96,24 +96,21 @@ bool Resample(Waveform& destination, Waveform& source, std::uint32_t newLength, 
         return false;
     if (ratio == 1.0 && &destination == &source)
         return true;
-    SampleBufferRef buffer(SampleBuffer::create(newLength, source.channels, static_cast<float>(newRate)));
-    if (!buffer)
-        return fail(kOutOfMemory);
     const std::span<const float> from = std::as_const(source).samples();
-    if (ratio == 1.0) {
+    SampleBufferRef buffer;
+    if (ratio != 1.0) {
+        buffer = resampledCopy({from, source.channels, method, firLevelOf(method, source.bits), ratio},
+                               newLength, newRate, ui);
+        if (!buffer)
+            return false;
+    } else {
+        buffer =
+            SampleBufferRef(SampleBuffer::create(newLength, source.channels, static_cast<float>(newRate)));
+        if (!buffer)
+            return fail(kOutOfMemory);
         const std::size_t kept = std::min(from.size(), buffer->sampleCount());
         std::copy_n(from.begin(), kept, buffer->data());
         std::fill_n(buffer->data() + kept, buffer->sampleCount() - kept, 0.0f);
-    } else {
-        switch (resampleFrames({from, source.channels, method, firLevelOf(method, source.bits), ratio},
-                               buffer->samples(), ui)) {
-            case ResampleOutcome::Done:
-                break;
-            case ResampleOutcome::Aborted:
-                return fail(kResamplingAborted);
-            case ResampleOutcome::OutOfMemory:
-                return fail(kOutOfMemory);
-        }
     }
     destination.installBuffer(std::move(buffer));
     rescaleLoop(destination, static_cast<float>(ratio));

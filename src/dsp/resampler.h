@@ -24,6 +24,8 @@ enum class ResampleMethod : std::uint8_t {
     FirAuto = 8,  // Fir20 for waveforms of more than 16 bits, else Fir16
 };
 inline constexpr std::size_t kResampleMethods = 9;
+// How scripts name them, in that order.
+inline constexpr const char* kResampleMethodWords = "nearest|linear|cubic|fir8|fir12|fir16|fir20|fir24|auto";
 // The texts of the list.
 extern const std::array<const char*, kResampleMethods> kResampleMethodTexts;
 

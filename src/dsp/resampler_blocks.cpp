@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/error.h"
 #include "dsp/resampler.h"
 #include "dsp/resampler_filter.h"
 #include "dsp/resampler_interpolators.h"
@@ -244,7 +245,9 @@ class Job {
     }
 
     // NaN, which sums beyond the range of floats could give, becomes silence.
-    static float clipped(float sample) {
+    float clipped(float sample) const {
+        if (!input_.limit)
+            return std::isfinite(sample) ? sample : 0.0f;
         return sample >= -1.0f ? std::min(sample, 1.0f) : sample < -1.0f ? -1.0f : 0.0f;
     }
 
@@ -367,6 +370,23 @@ class Job {
 };
 
 }  // namespace
+
+SampleBufferRef resampledCopy(const ResampleInput& input, std::uint32_t newLength, std::uint32_t newRate,
+                              UserInterface* ui) {
+    SampleBufferRef buffer(SampleBuffer::create(newLength, static_cast<std::uint8_t>(input.channels),
+                                                static_cast<float>(newRate)));
+    switch (buffer ? resampleFrames(input, buffer->samples(), ui) : ResampleOutcome::OutOfMemory) {
+        case ResampleOutcome::Done:
+            return buffer;
+        case ResampleOutcome::Aborted:
+            fail(kResamplingAborted);
+            return {};
+        case ResampleOutcome::OutOfMemory:
+            break;
+    }
+    fail(kOutOfMemory);
+    return {};
+}
 
 ResampleOutcome resampleFrames(const ResampleInput& input, std::span<float> output, UserInterface* ui,
                                unsigned threads) {

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "base/user_interface.h"
+#include "items/sample_buffer.h"
 
 namespace velor {
 
@@ -16,6 +17,7 @@ struct ResampleInput {
     std::uint8_t method = 0;  // see ResampleMethod
     unsigned firLevel = 0;    // see firLevelOf()
     double ratio = 1;         // new frames for each frame; positive and finite
+    bool limit = true;        // to full scale; otherwise what is or rings beyond it stays
 };
 
 // Fills `output` (interleaved frames of as many channels). Output k lies at the sum of k steps of 1 / ratio,
@@ -26,5 +28,10 @@ struct ResampleInput {
 // of 1/10000. `ui` may be null; it is asked, on the calling thread, at least every 50 ms.
 ResampleOutcome resampleFrames(const ResampleInput& input, std::span<float> output, UserInterface* ui,
                                unsigned threads = 0);
+
+// The same into a buffer of its own. Empty with LastErrorText: "Out of memory" or, when the user ends it,
+// kResamplingAborted.
+SampleBufferRef resampledCopy(const ResampleInput& input, std::uint32_t newLength, std::uint32_t newRate,
+                              UserInterface* ui);
 
 }  // namespace velor

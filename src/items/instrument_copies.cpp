@@ -1,5 +1,7 @@
 #include "items/instrument_copies.h"
 
+#include <algorithm>
+
 namespace velor {
 
 Region* copyRegion(const Region& region) {
@@ -49,6 +51,22 @@ bool giveOwnLevels(const InstrumentLevels& levels, Instrument& instrument) {
         }
     }
     return copied;
+}
+
+void addLayersBehind(const InstrumentLevels& levels, const Layer& layer, std::span<const ItemId> added) {
+    // An instrument that links to the layer twice is a holder twice.
+    std::vector<Instrument*> holders = levels.holders(layer);
+    std::sort(holders.begin(), holders.end());
+    holders.erase(std::unique(holders.begin(), holders.end()), holders.end());
+    for (Instrument* instrument : holders) {
+        std::vector<ItemId> links;
+        for (const ItemId id : instrument->links) {
+            links.push_back(id);
+            if (id == layer.id())
+                links.insert(links.end(), added.begin(), added.end());
+        }
+        instrument->links.assign(links);
+    }
 }
 
 HeldItems::HeldItems(const Collection& collection) {

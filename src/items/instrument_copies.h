@@ -1,6 +1,7 @@
 // Copies of regions and layers, for operations that must not reach what other instruments share.
 #pragma once
 
+#include <span>
 #include <unordered_set>
 #include <vector>
 
@@ -18,6 +19,9 @@ Layer* copyLayerWithRegions(const Layer& layer);
 // leads to. What it plays stays the same. Layers and regions may be left without a holder when all of their
 // instruments get copies: see HeldItems. True when something was copied.
 bool giveOwnLevels(const InstrumentLevels& levels, Instrument& instrument);
+
+// Lets every instrument that plays a layer play new ones too, right behind it.
+void addLayersBehind(const InstrumentLevels& levels, const Layer& layer, std::span<const ItemId> added);
 
 // Remembers which layers and regions are held, so that those can go that nothing holds any more after an
 // operation. Items that nothing held before stay.

@@ -41,19 +41,7 @@ std::size_t splitVelocityLayers(const InstrumentLevels& levels, Layer& layer) {
                                    velocities.second));
         target->links.assign(regions);
     }
-    // An instrument that links to the layer twice is a holder twice.
-    std::vector<Instrument*> holders = levels.holders(layer);
-    std::sort(holders.begin(), holders.end());
-    holders.erase(std::unique(holders.begin(), holders.end()), holders.end());
-    for (Instrument* instrument : holders) {
-        std::vector<ItemId> links;
-        for (const ItemId id : instrument->links) {
-            links.push_back(id);
-            if (id == layer.id())
-                links.insert(links.end(), added.begin(), added.end());
-        }
-        instrument->links.assign(links);
-    }
+    addLayersBehind(levels, layer, added);
     return added.size();
 }
 

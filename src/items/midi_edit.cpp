@@ -157,23 +157,12 @@ MidiTempoMap::MidiTempoMap(const MidiEdit& edit, std::span<const MidiEdit::Place
         parts_.push_back(part);
     };
     add(0);
-    const auto use = [&](const MidiEvent& event) {
+    edit.eachInTime(order, [&](const MidiEvent& event) {
         if (event.tempo() == 0)
             return;
         clock.setTempo(event.tick, event.tempo());
         add(event.tick);
-    };
-    if (edit.wholeSong() || !edit.song() || edit.patterns()) {
-        for (const MidiEdit::Place place : order)
-            use(edit.at(place));
-        return;
-    }
-    // A track alone plays under the tempos of its song.
-    MidiSongReader reader(*edit.song());
-    MidiEvent event;
-    const MidiTrack* track = nullptr;
-    while (reader.next(event, track))
-        use(event);
+    });
 }
 
 double MidiTempoMap::seconds(double tick) const {

@@ -9,6 +9,7 @@
 #include "base/user_interface.h"
 #include "items/collection.h"
 #include "items/midi_events.h"
+#include "items/midi_timeline.h"
 
 namespace velor {
 
@@ -43,6 +44,21 @@ class MidiEdit {
     // All events in the order they are heard (see MidiSongReader); the tracks of format 2 one by one. Only
     // as long as the lists are as they were loaded.
     std::vector<Place> playingOrder() const;
+    // Calls use(event) for the events that set the time of what is edited, in that order: those of the edit;
+    // for a single track all of its song, unless that holds patterns.
+    template <typename Use>
+    void eachInTime(std::span<const Place> order, Use&& use) const {
+        if (whole_ || !song_ || patterns()) {
+            for (const Place place : order)
+                use(at(place));
+            return;
+        }
+        MidiSongReader reader(*song_);
+        MidiEvent event;
+        const MidiTrack* track = nullptr;
+        while (reader.next(event, track))
+            use(event);
+    }
     const MidiEvent& at(Place place) const { return tracks[place.track].events[place.event]; }
     MidiEvent& at(Place place) { return tracks[place.track].events[place.event]; }
 

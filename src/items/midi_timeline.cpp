@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "base/error.h"
+#include "items/channel_patches.h"
 #include "items/collection.h"
 
 namespace velor {
@@ -66,11 +67,7 @@ bool collect(const MidiSongReader& reader, std::uint16_t division, const MidiTra
 }
 
 std::vector<PatchNumber> patchesOf(MidiSongReader reader) {
-    struct Channel {
-        std::uint8_t bankMsb = 0, bankLsb = 0;
-        PatchNumber patch;
-    };
-    std::vector<Channel> channels;
+    ChannelPatches channels;
     std::vector<PatchNumber> patches;
     std::unordered_set<std::uint32_t> seen;
     MidiEvent event;
@@ -78,19 +75,9 @@ std::vector<PatchNumber> patchesOf(MidiSongReader reader) {
     while (reader.next(event, track)) {
         if (!event.isChannel())
             continue;
-        const std::size_t index = portOf(*track) * std::size_t{16} + event.channel();
-        const bool drum = event.channel() == midi::kDrumChannel;
-        for (std::size_t next = channels.size(); next <= index; ++next)
-            channels.push_back({0, 0, PatchNumber(0, 0, 0, next % 16 == midi::kDrumChannel)});
-        Channel& channel = channels[index];
-        if (event.type() == midi::kController && event.data1 == 0)
-            channel.bankMsb = event.data2;
-        else if (event.type() == midi::kController && event.data1 == 32)
-            channel.bankLsb = event.data2;
-        else if (event.type() == midi::kProgram)
-            channel.patch = PatchNumber(event.data1, channel.bankLsb, channel.bankMsb, drum);
-        else if (event.isNoteOn() && seen.insert(channel.patch.value).second)
-            patches.push_back(channel.patch);
+        const PatchNumber patch = channels.follow(event, *track);
+        if (event.isNoteOn() && seen.insert(patch.value).second)
+            patches.push_back(patch);
     }
     return patches;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "items/collection.h"
+
 namespace velor {
 
 RegionLoop regionLoop(const Waveform& waveform, const RegionOverrides& overrides) {
@@ -18,6 +20,19 @@ RegionLoop regionLoop(const Waveform& waveform, const RegionOverrides& overrides
     if (!loop.on || !(loop.start >= 0) || !(loop.end - loop.start >= 1))
         loop = {};
     return loop;
+}
+
+void limitLoopOverrides(const Waveform& waveform) {
+    constexpr std::uint8_t kBoth = RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
+    for (Region* region : waveform.owner().all<Region>()) {
+        if (region->waveform() != &waveform)
+            continue;
+        RegionOverrides& own = region->overrides;
+        own.loopStart = std::min(own.loopStart, waveform.frames);
+        own.loopEnd = std::min(own.loopEnd, waveform.frames);
+        if ((own.flags & kBoth) == kBoth && own.loopStart >= own.loopEnd)
+            own.flags &= static_cast<std::uint8_t>(~kBoth);
+    }
 }
 
 }  // namespace velor

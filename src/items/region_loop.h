@@ -18,4 +18,8 @@ struct RegionLoop {
 // The waveform's loop with what the region sets instead; never one that reaches outside the waveform.
 RegionLoop regionLoop(const Waveform& waveform, const RegionOverrides& overrides);
 
+// Makes the loop points that regions set for the waveform end with it, after frames were cut off. A region
+// whose loop was cut off whole plays that of the waveform.
+void limitLoopOverrides(const Waveform& waveform);
+
 }  // namespace velor

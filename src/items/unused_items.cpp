@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "items/channel_patches.h"
 #include "items/instrument_levels.h"
 #include "items/midi_timeline.h"
 #include "items/region_parameters.h"
@@ -16,35 +17,20 @@ namespace {
 // The velocities that each key is struck with.
 using Notes = std::array<std::bitset<128>, 128>;
 
-struct ChannelPatch {
-    std::uint8_t bankMsb = 0, bankLsb = 0;
-    PatchNumber patch;
-};
-
 // The notes of all songs by the patch they are played with.
 class PlayedNotes {
   public:
     void add(const MidiSong& song) {
-        std::unordered_map<std::size_t, ChannelPatch> channels;
+        ChannelPatches channels;
         MidiSongReader reader(song);
         MidiEvent event;
         const MidiTrack* track = nullptr;
         while (reader.next(event, track)) {
             if (!event.isChannel())
                 continue;
-            const bool drum = event.channel() == midi::kDrumChannel;
-            const auto [at, fresh] = channels.try_emplace(portOf(*track) * std::size_t{16} + event.channel());
-            ChannelPatch& channel = at->second;
-            if (fresh)
-                channel.patch = PatchNumber(0, 0, 0, drum);
-            if (event.type() == midi::kController && event.data1 == 0)
-                channel.bankMsb = event.data2;
-            else if (event.type() == midi::kController && event.data1 == 32)
-                channel.bankLsb = event.data2;
-            else if (event.type() == midi::kProgram)
-                channel.patch = PatchNumber(event.data1, channel.bankLsb, channel.bankMsb, drum);
-            else if (event.isNoteOn())
-                notesOf(channel.patch)[event.data1].set(event.data2);
+            const PatchNumber patch = channels.follow(event, *track);
+            if (event.isNoteOn())
+                notesOf(patch)[event.data1].set(event.data2);
         }
     }
     const std::unordered_map<std::uint32_t, std::unique_ptr<Notes>>& byPatch() const { return notes_; }

@@ -114,6 +114,13 @@ class Waveform final : public Item {
     const SampleBufferRef& buffer() const { return buffer_; }
     // Takes over a buffer and sets frames, channels and rate from it; the file source is dropped.
     void installBuffer(SampleBufferRef buffer);
+    // The same for edited samples of the waveform's own rate: that one stays exact, which a buffer's float
+    // may not be.
+    void replaceSamples(SampleBufferRef buffer) {
+        const std::uint32_t rate = sampleRate;
+        installBuffer(std::move(buffer));
+        sampleRate = rate;
+    }
     void releaseSamples() { buffer_ = {}; }
 
     const std::shared_ptr<const WaveformSource>& source() const { return source_; }

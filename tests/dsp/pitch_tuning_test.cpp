@@ -81,14 +81,6 @@ TEST_F(Tuning, SaysWhatItFound) {
     EXPECT_EQ(ui.reports.back(), "Auto-Tuning failed!");
 }
 
-TEST_F(Tuning, ManyWaveformsAtOnce) {
-    Waveform& waveform = sine(440, 60, 0);
-    EXPECT_TRUE(tuneWaveform(waveform, TuneBy::RootKeyAndFine));
-    EXPECT_EQ(waveform.rootKey, 69);
-    EXPECT_FALSE(tuneWaveform(waveform, TuneBy::RootKeyAndFine));
-    EXPECT_FALSE(tuneWaveform(waveform, TuneBy::SampleRate));
-}
-
 TEST_F(Tuning, DominantFrequencyIsThatOfTheStrongestPartial) {
     Waveform& waveform = sine(220, 57, 10);
     for (int i = 0; i < 44100; ++i)  // a stronger octave

@@ -5,15 +5,14 @@
 
 #include "app/processing/part_progress.h"
 #include "base/error.h"
-#include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
 #include "dsp/resampler.h"
+#include "dsp/resampler_blocks.h"
+#include "dsp/sample_blocks.h"
 
 namespace velor {
 
 namespace {
-
-constexpr std::uint64_t kBlock = 1 << 17;  // frames between two looks at the abort flag
 
 // A difference of playing levels as a factor; 1 where it is none or nonsense.
 float levelFactor(float decibels) {
@@ -23,55 +22,52 @@ float levelFactor(float decibels) {
 
 }  // namespace
 
-SampleBufferRef adaptFrames(Waveform& source, const Waveform& target, std::uint8_t channels,
-                            UserInterface& ui) {
+SampleBufferRef adaptFrames(const Waveform& source, const Waveform& target, std::uint8_t channels,
+                            UserInterface& ui, AdaptedLevel level) {
     const bool resampled =
         source.sampleRate != target.sampleRate && source.sampleRate > 0 && target.sampleRate > 0;
-    Collection keeper;
-    Waveform* fitting = &source;
+    std::span<const float> from = source.samples();
+    SampleBufferRef fitting;
     if (resampled && source.frames > 0) {
-        if (source.frames * (static_cast<double>(target.sampleRate) / source.sampleRate) >= 4294967295.0) {
+        const double ratio = static_cast<double>(target.sampleRate) / source.sampleRate;
+        if (source.frames * ratio >= 4294967295.0) {
             fail(kTooManyFrames);
             return {};
         }
-        fitting = keeper.create<Waveform>(source.name());
-        fitting->copyContentFrom(source);
         PartProgress part(ui, 0, 0.8);
-        if (!ResampleToRate(*fitting, *fitting, target.sampleRate,
-                            static_cast<std::uint8_t>(ResampleMethod::FirAuto), nullptr, &part)) {
-            if (LastErrorText == kResamplingAborted)
-                fail(kProcessingCancelled);
+        constexpr auto kMethod = static_cast<std::uint8_t>(ResampleMethod::FirAuto);
+        fitting = resampledCopy({.frames = from,
+                                 .channels = source.channels,
+                                 .method = kMethod,
+                                 .firLevel = firLevelOf(kMethod, source.bits),
+                                 .ratio = ratio,
+                                 .limit = false},
+                                static_cast<std::uint32_t>(source.frames * ratio), target.sampleRate, &part);
+        if (!fitting)
             return {};
-        }
+        from = std::as_const(*fitting.get()).samples();
     }
-    const std::span<const float> from = std::as_const(*fitting).samples();
-    const unsigned had = std::max<unsigned>(fitting->channels, 1);
-    const auto frames =
-        static_cast<std::uint32_t>(std::min<std::uint64_t>(fitting->frames, from.size() / had));
+    const unsigned had = std::max<unsigned>(source.channels, 1);
+    const auto frames = static_cast<std::uint32_t>(from.size() / had);
     SampleBufferRef adapted(SampleBuffer::create(frames, channels, static_cast<float>(target.sampleRate)));
     if (!adapted) {
         fail(kOutOfMemory);
         return {};
     }
-    const float factor = levelFactor(source.gain - target.gain);
-    PartProgress part(ui, resampled ? 0.8 : 0, 1);
+    const float factor = level == AdaptedLevel::Played ? levelFactor(source.gain - target.gain) : 1.0f;
     float* to = adapted->data();
-    for (std::uint64_t i = 0; i < frames; ++i) {
-        if (i % kBlock == 0) {
-            if (ui.aborted()) {
-                fail(kProcessingCancelled);
-                return {};
+    const bool done =
+        inBlocks(frames, ui, {resampled ? 0.8 : 0.0, 1}, [&](std::size_t first, std::size_t count) {
+            for (std::size_t i = first; i < first + count; ++i) {
+                const float* frame = from.data() + i * had;
+                for (unsigned channel = 0; channel < channels; ++channel) {
+                    const float sample =
+                        channels < had ? 0.5f * (frame[0] + frame[1]) : frame[std::min(channel, had - 1)];
+                    to[i * channels + channel] = factor * sample;
+                }
             }
-            part.progress(static_cast<double>(i) / frames);
-        }
-        const float* frame = from.data() + i * had;
-        for (unsigned channel = 0; channel < channels; ++channel) {
-            const float sample =
-                channels < had ? 0.5f * (frame[0] + frame[1]) : frame[std::min(channel, had - 1)];
-            to[i * channels + channel] = factor * sample;
-        }
-    }
-    return adapted;
+        });
+    return done ? adapted : SampleBufferRef();
 }
 
 }  // namespace velor

@@ -48,9 +48,9 @@ std::string splitStereoWaveforms(Collection& collection, UserInterface& ui) {
             continue;
         auto* right = collection.create<Waveform>(left->name() + " R");
         right->copyContentFrom(*left);
-        right->installBuffer(std::move(rightBuffer));
+        right->replaceSamples(std::move(rightBuffer));
         left->setName(left->name() + " L");
-        left->installBuffer(std::move(leftBuffer));
+        left->replaceSamples(std::move(leftBuffer));
         for (Region* region : users[left->id()]) {
             auto* other = collection.create<Region>(region->name());
             other->keys = region->keys;
@@ -338,9 +338,7 @@ int mergeStereoPairs(Collection& collection, const StereoPairing& how, UserInter
             left.channels = 2;
             left.setSource(std::move(merge.source));
         } else {
-            const std::uint32_t rate = left.sampleRate;
-            left.installBuffer(std::move(merge.samples));
-            left.sampleRate = rate;
+            left.replaceSamples(std::move(merge.samples));
         }
         left.setName(merge.pair->name);
         for (std::size_t i = 0; i < merge.lefts.size(); ++i) {

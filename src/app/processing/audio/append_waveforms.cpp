@@ -1,11 +1,11 @@
 #include "app/processing/adapted_waveform.h"
 #include "app/processing/audio/processes.h"
+#include "app/processing/audio/sample_edit.h"
 #include "app/processing/other_waveform.h"
 #include "app/processing/part_progress.h"
 #include "base/error.h"
-#include "base/text.h"
-#include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
+#include "dsp/sample_blocks.h"
 
 #include <algorithm>
 #include <cmath>
@@ -50,8 +50,6 @@ constexpr ProcessParameter kParameters[] = {
      .help = "widest: stereo when one of both is; keep: those of this waveform."},
 };
 
-constexpr std::uint32_t kBlock = 1 << 16;  // frames between two looks at the abort flag
-
 // Fades `out` away while `in` comes up, over the whole of both.
 struct Overlap {
     SampleBufferRef mixed;
@@ -64,21 +62,20 @@ struct Overlap {
         mixed = SampleBufferRef(SampleBuffer::create(frames, channels, 0));
         if (!mixed)
             return fail(kOutOfMemory);
-        for (std::uint32_t i = 0; i < frames; ++i) {
-            if (i % kBlock == 0 && ui.aborted())
-                return fail(kProcessingCancelled);
-            const double share = (i + 0.5) / frames;
-            const double rise = equalPower ? std::sin(share * std::numbers::pi / 2) : share;
-            const double fall = equalPower ? std::cos(share * std::numbers::pi / 2) : 1 - share;
-            for (unsigned channel = 0; channel < channels; ++channel) {
-                const double sum =
-                    fall * static_cast<double>(out(i, channel)) + rise * static_cast<double>(in(i, channel));
-                const float sample = std::isfinite(sum) ? static_cast<float>(sum) : 0.0f;
-                mixed->data()[std::size_t{i} * channels + channel] = sample;
-                peak = std::max(peak, std::abs(sample));
+        return inBlocks(frames, ui, {0.6, 0.6}, [&](std::size_t first, std::size_t count) {
+            for (std::size_t i = first; i < first + count; ++i) {
+                const double share = (static_cast<double>(i) + 0.5) / frames;
+                const double rise = equalPower ? std::sin(share * std::numbers::pi / 2) : share;
+                const double fall = equalPower ? std::cos(share * std::numbers::pi / 2) : 1 - share;
+                for (unsigned channel = 0; channel < channels; ++channel) {
+                    const double sum = fall * static_cast<double>(out(i, channel)) +
+                                       rise * static_cast<double>(in(i, channel));
+                    const float sample = std::isfinite(sum) ? static_cast<float>(sum) : 0.0f;
+                    mixed->data()[i * channels + channel] = sample;
+                    peak = std::max(peak, std::abs(sample));
+                }
             }
-        }
-        return true;
+        });
     }
 };
 
@@ -98,12 +95,11 @@ ProcessOutcome join(ProcessJob& job, Waveform& other, bool before) {
     const std::uint32_t ownFrom = before ? 0 : waveform.frames - overlap;
     const std::uint32_t otherFrom = before ? frames->frames() - overlap : 0;
     const std::span<const float> own = std::as_const(waveform).samples();
-    const auto ownSample = [&](std::uint32_t i, unsigned channel) {
-        return own[(std::size_t{ownFrom} + i) * waveform.channels +
-                   std::min<unsigned>(channel, waveform.channels - 1u)];
+    const auto ownSample = [&](std::size_t i, unsigned channel) {
+        return own[(ownFrom + i) * waveform.channels + std::min<unsigned>(channel, waveform.channels - 1u)];
     };
-    const auto otherSample = [&](std::uint32_t i, unsigned channel) {
-        return others[(std::size_t{otherFrom} + i) * channels + channel];
+    const auto otherSample = [&](std::size_t i, unsigned channel) {
+        return others[(otherFrom + i) * channels + channel];
     };
     Overlap faded;
     const bool power = set.choice("curve") == 1;
@@ -129,10 +125,7 @@ ProcessOutcome join(ProcessJob& job, Waveform& other, bool before) {
     PartProgress building(job.ui, 0.6, 1);
     if (!applyFrameEdit(job.collection(), waveform, edit, building))
         return ProcessOutcome::Failed;
-    if (faded.peak > 1)
-        job.ui.warn(
-            {"\"" + displayText(job.report.name) + "\" is now louder than full scale where both overlap", "",
-             0});
+    warnAboveFullScale(job, 0, faded.peak);
     return ProcessOutcome::Changed;
 }
 
@@ -150,13 +143,13 @@ ProcessOutcome combineChannels(ProcessJob& job, Waveform& other, bool otherRight
         return processFailed(kOutOfMemory);
     const SampleBuffer& left = otherRight ? *own.get() : *others.get();
     const SampleBuffer& right = otherRight ? *others.get() : *own.get();
-    for (std::uint32_t i = 0; i < frames; ++i) {
-        if (i % kBlock == 0 && job.ui.aborted())
-            return cancelled();
-        float* to = both->data() + std::size_t{i} * 2;
-        to[0] = i < left.frames() ? left.data()[i] : 0.0f;
-        to[1] = i < right.frames() ? right.data()[i] : 0.0f;
-    }
+    if (!inBlocks(frames, job.ui, {0.5, 0.5}, [&](std::size_t first, std::size_t count) {
+            for (std::size_t i = first; i < first + count; ++i) {
+                both->data()[2 * i] = i < left.frames() ? left.data()[i] : 0.0f;
+                both->data()[2 * i + 1] = i < right.frames() ? right.data()[i] : 0.0f;
+            }
+        }))
+        return ProcessOutcome::Failed;
     const std::span<const float> samples = std::as_const(*both.get()).samples();
     FrameEdit edit(waveform, 2);
     edit.replace(0, own->frames(), samples);

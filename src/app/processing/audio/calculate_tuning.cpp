@@ -7,11 +7,6 @@ namespace velor::audio_processes {
 
 namespace {
 
-std::string toneText(std::uint8_t key, int cents, const NoteNaming& naming) {
-    return formatText("%s %s %d cents", noteName(key, naming).c_str(), cents < 0 ? "minus" : "plus",
-                      cents < 0 ? -cents : cents);
-}
-
 ProcessOutcome run(ProcessJob& job) {
     Waveform& waveform = job.waveform();
     DetectedPitch pitch;

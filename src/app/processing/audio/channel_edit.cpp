@@ -22,7 +22,7 @@ ProcessOutcome changeChannels(ProcessJob& job, std::uint8_t channels, const Chan
     float before = 0, after = 0;
     if (!findPeak(from, job.ui, before) || !findPeak(made->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(made));
+    waveform.replaceSamples(std::move(made));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }

@@ -127,7 +127,7 @@ ProcessOutcome run(ProcessJob& job) {
     if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui) ||
         !findPeak(copy->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(copy));
+    waveform.replaceSamples(std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }

@@ -1,12 +1,12 @@
 #include "app/processing/adapted_waveform.h"
 #include "app/processing/audio/processes.h"
+#include "app/processing/audio/sample_edit.h"
 #include "app/processing/insert_position.h"
 #include "app/processing/other_waveform.h"
 #include "app/processing/part_progress.h"
 #include "base/error.h"
-#include "base/text.h"
-#include "dsp/editable_samples.h"
 #include "dsp/frame_edit.h"
+#include "dsp/sample_blocks.h"
 
 #include <algorithm>
 #include <cmath>
@@ -42,25 +42,22 @@ constexpr ProcessParameter kParameters[] = {
              "mixing over."},
 };
 
-constexpr std::size_t kBlock = 1 << 17;  // samples between two looks at the abort flag
-
 // Scales the frames and adds those of the waveform from `position` on, as far as both go. False when aborted.
 bool mixIn(std::span<float> frames, const Waveform& waveform, std::size_t position, float factor, bool add,
            float& peak, UserInterface& ui) {
     const std::span<const float> own = waveform.samples();
     const std::size_t from = position * waveform.channels;
     const std::size_t both = add && from < own.size() ? std::min(frames.size(), own.size() - from) : 0;
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        if (i % kBlock == 0 && ui.aborted())
-            return fail(kProcessingCancelled);
-        frames[i] *= factor;
-        if (i < both) {
-            const float sum = frames[i] + own[from + i];
-            frames[i] = std::isfinite(sum) ? sum : 0.0f;
+    return inBlocks(frames.size(), ui, {0.6, 0.7}, [&](std::size_t first, std::size_t count) {
+        for (std::size_t i = first; i < first + count; ++i) {
+            frames[i] *= factor;
+            if (i < both) {
+                const float sum = frames[i] + own[from + i];
+                frames[i] = std::isfinite(sum) ? sum : 0.0f;
+            }
+            peak = std::max(peak, std::abs(frames[i]));
         }
-        peak = std::max(peak, std::abs(frames[i]));
-    }
-    return true;
+    });
 }
 
 ProcessOutcome run(ProcessJob& job) {
@@ -93,11 +90,10 @@ ProcessOutcome run(ProcessJob& job) {
         edit.keep(position, waveform.frames);
         edit.fadeJoins(framesOfTime(job.settings.number("fade"), waveform.sampleRate));
     }
-    PartProgress building(job.ui, 0.6, 1);
+    PartProgress building(job.ui, 0.7, 1);
     if (!applyFrameEdit(job.collection(), waveform, edit, building))
         return ProcessOutcome::Failed;
-    if (peak > 1)
-        job.ui.warn({"\"" + displayText(job.report.name) + "\" is now louder than full scale", "", 0});
+    warnAboveFullScale(job, 0, peak);
     return ProcessOutcome::Changed;
 }
 

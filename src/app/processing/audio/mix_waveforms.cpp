@@ -1,14 +1,15 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 
+#include "app/processing/adapted_waveform.h"
 #include "app/processing/audio/processes.h"
 #include "app/processing/audio/sample_edit.h"
 #include "app/processing/other_waveform.h"
+#include "app/processing/part_progress.h"
 #include "base/error.h"
-#include "dsp/resampler.h"
 #include "dsp/sample_blocks.h"
+#include "items/region_loop.h"
 
 namespace velor::audio_processes {
 
@@ -62,76 +63,35 @@ constexpr ProcessParameter kParameters[] = {
              "counts with its mean."},
 };
 
-// A copy of the other waveform at the rate. It is kept below half of full scale meanwhile, as resampling
-// clips; `scale` is what it then has to be multiplied by. nullptr with LastErrorText.
-std::unique_ptr<Collection> resampled(ProcessJob& job, const Waveform& other, std::uint32_t rate,
-                                      float& scale) {
-    auto made = std::make_unique<Collection>();
-    Waveform* copy = made->create<Waveform>("wave2");
-    copy->copyContentFrom(other);
-    constexpr float kHeadroom = 0.5f;
-    float peak = 0;
-    if (!findPeak(other.samples(), job.ui, peak))
-        return nullptr;
-    if (peak > kHeadroom && std::isfinite(peak)) {
-        scale = peak / kHeadroom;
-        SampleBufferRef quiet = editableCopy(other, other.frames, job.ui);
-        if (!quiet)
-            return nullptr;
-        if (!inBlocks(quiet->sampleCount(), job.ui, {0, 0}, [&](std::size_t first, std::size_t count) {
-                for (float& sample : quiet->samples().subspan(first, count))
-                    sample /= scale;
-            }))
-            return nullptr;
-        installSamples(*copy, std::move(quiet));
-    }
-    if (!ResampleToRate(*copy, *copy, rate, static_cast<std::uint8_t>(ResampleMethod::FirAuto), nullptr,
-                        &job.ui))
-        return nullptr;
-    return made;
-}
-
 // What of two waveforms goes into the result.
 struct Mix {
     std::span<const float> first, second;
-    std::size_t firstChannels, secondChannels, channels;
-    std::int64_t offset;  // of the second in frames of the first
+    std::size_t firstChannels, channels;  // the second has those of the result
+    std::int64_t offset;                  // of the second in frames of the first
     float a, b, c;
 
     static float sampleOf(std::span<const float> samples, std::size_t channels, std::int64_t frame,
-                          std::size_t channel, std::size_t wanted) {
+                          std::size_t channel) {
         if (frame < 0 || static_cast<std::uint64_t>(frame) >= samples.size() / channels)
             return 0;
-        const float* at = samples.data() + static_cast<std::size_t>(frame) * channels;
-        if (channels == 2 && wanted == 1)
-            return 0.5f * (at[0] + at[1]);
-        return at[std::min(channel, channels - 1)];
+        return samples[static_cast<std::size_t>(frame) * channels + std::min(channel, channels - 1)];
     }
     float at(std::size_t frame, std::size_t channel) const {
         const auto place = static_cast<std::int64_t>(frame);
-        return a * sampleOf(first, firstChannels, place, channel, channels) +
-               b * sampleOf(second, secondChannels, place - offset, channel, channels) + c;
+        return a * sampleOf(first, firstChannels, place, channel) +
+               b * sampleOf(second, channels, place - offset, channel) + c;
     }
 };
 
 // Loops can not reach beyond what a shorter result has.
-void limitLoops(Collection& collection, Waveform& waveform) {
+void limitLoops(Waveform& waveform) {
     const double frames = waveform.frames;
     if (waveform.looped && waveform.loopEnd > frames) {
         waveform.loopEnd = frames;
         if (!(waveform.loopStart < frames))
             waveform.clearLoop();
     }
-    constexpr std::uint8_t kBoth = RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
-    for (Region* region : collection.all<Region>()) {
-        RegionOverrides& own = region->overrides;
-        if (region->waveform() != &waveform)
-            continue;
-        own.loopStart = std::min(own.loopStart, waveform.frames);
-        own.loopEnd = std::min(own.loopEnd, waveform.frames);
-        if ((own.flags & kBoth) == kBoth && own.loopStart >= own.loopEnd)
-            own.flags &= static_cast<std::uint8_t>(~kBoth);
-    }
+    limitLoopOverrides(waveform);
 }
 
 std::int64_t resultFrames(std::size_t length, std::int64_t first, std::int64_t secondEnd) {
@@ -151,28 +111,24 @@ ProcessOutcome run(ProcessJob& job) {
     OtherWaveform other;
     if (!waveform.loadSamples() || !findOtherWaveform(job, set.text("wave"), other))
         return ProcessOutcome::Failed;
-    const Waveform* second = other.waveform;
-    std::unique_ptr<Collection> converted;
-    float scale = 1;
-    if (second->sampleRate != waveform.sampleRate && second->sampleRate > 0 && waveform.sampleRate > 0 &&
-        second->frames > 0) {
-        converted = resampled(job, *second, waveform.sampleRate, scale);
-        if (!converted)
-            return ProcessOutcome::Failed;
-        second = converted->all<Waveform>().front();
-    }
-    const bool stereo = waveform.channels == 2 || (set.choice("channels") == kMost && second->channels == 2);
+    const bool stereo =
+        waveform.channels == 2 || (set.choice("channels") == kMost && other.waveform->channels == 2);
+    const std::uint8_t channels = stereo ? 2 : 1;
+    PartProgress adapting(job.ui, 0, 0.5);
+    const SampleBufferRef second =
+        adaptFrames(*other.waveform, waveform, channels, adapting, AdaptedLevel::AsIs);
+    if (!second)
+        return ProcessOutcome::Failed;
     const Mix mix{.first = std::as_const(waveform).samples(),
-                  .second = second->samples(),
+                  .second = std::as_const(*second.get()).samples(),
                   .firstChannels = waveform.channels,
-                  .secondChannels = second->channels,
-                  .channels = stereo ? 2u : 1u,
+                  .channels = channels,
                   .offset = set.whole("offset"),
                   .a = static_cast<float>(set.number("a")),
-                  .b = static_cast<float>(set.number("b")) * scale,
+                  .b = static_cast<float>(set.number("b")),
                   .c = static_cast<float>(set.number("c"))};
     const std::int64_t frames =
-        resultFrames(set.choice("length"), waveform.frames, mix.offset + second->frames);
+        resultFrames(set.choice("length"), waveform.frames, mix.offset + second->frames());
     if (frames > std::numeric_limits<std::uint32_t>::max())
         return processFailed("The mixed waveform would be too long");
     SampleBufferRef made(SampleBuffer::create(static_cast<std::uint32_t>(frames),
@@ -180,20 +136,21 @@ ProcessOutcome run(ProcessJob& job) {
                                               static_cast<float>(waveform.sampleRate)));
     if (!made)
         return processFailed(kOutOfMemory);
-    if (!inBlocks(static_cast<std::size_t>(frames), job.ui, {}, [&](std::size_t first, std::size_t count) {
-            for (std::size_t i = first; i < first + count; ++i) {
-                for (std::size_t c = 0; c < mix.channels; ++c)
-                    made->data()[i * mix.channels + c] = mix.at(i, c);
-            }
-        }))
+    if (!inBlocks(static_cast<std::size_t>(frames), job.ui, {0.5, 1},
+                  [&](std::size_t first, std::size_t count) {
+                      for (std::size_t i = first; i < first + count; ++i) {
+                          for (std::size_t c = 0; c < mix.channels; ++c)
+                              made->data()[i * mix.channels + c] = mix.at(i, c);
+                      }
+                  }))
         return ProcessOutcome::Failed;
     float first = 0, added = 0, after = 0;
     if (!findPeak(mix.first, job.ui, first) || !findPeak(mix.second, job.ui, added) ||
         !findPeak(made->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(made));
-    limitLoops(job.collection(), waveform);
-    warnAboveFullScale(job, std::max(first, scale * added), after);
+    waveform.replaceSamples(std::move(made));
+    limitLoops(waveform);
+    warnAboveFullScale(job, std::max(first, added), after);
     return ProcessOutcome::Changed;
 }
 

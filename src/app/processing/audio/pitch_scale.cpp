@@ -1,11 +1,11 @@
 #include <cmath>
 
 #include "app/processing/audio/processes.h"
-#include "app/processing/audio/stretch_tools.h"
+#include "app/processing/audio/sample_edit.h"
+#include "app/processing/audio/stretch_settings.h"
+#include "app/processing/part_progress.h"
 #include "base/error.h"
 #include "base/rounding.h"
-#include "dsp/editable_samples.h"
-#include "dsp/level.h"
 #include "dsp/resampler.h"
 #include "dsp/resampler_blocks.h"
 #include "dsp/time_stretch.h"
@@ -39,59 +39,16 @@ constexpr ProcessParameter kParameters[] = {
      .kind = ProcessValueKind::Switch,
      .help = "Keeps the resonances of a voice or a body where they are, so that a voice does not sound "
              "smaller or larger. Takes the mode music."},
-    {.key = "mode",
-     .label = kStretchModeLabel,
-     .kind = ProcessValueKind::Choice,
-     .words = kStretchModeWords,
-     .help = kStretchModeHelp},
-    {.key = "keep-attacks",
-     .label = "Keep attacks sharp",
-     .kind = ProcessValueKind::Switch,
-     .standard = 1,
-     .help = "Drum hits, plucks and consonants are not stretched themselves."},
+    kStretchMode,
+    kKeepAttacks,
     {.key = "quality",
      .label = "Resampling:",
      .kind = ProcessValueKind::Choice,
      .standard = 8,
-     .words = "nearest|linear|cubic|fir8|fir12|fir16|fir20|fir24|auto",
+     .words = kResampleMethodWords,
      .help = "How frames are read between old ones; auto is fir20 for waveforms of more than 16 bits and "
              "fir16 for others."},
 };
-
-// The share of an item's progress that stretching takes.
-class PartOfProgress final : public UserInterface {
-  public:
-    PartOfProgress(UserInterface& whole, double from, double until)
-        : whole_(whole), from_(from), until_(until) {}
-    void progress(double share) override { whole_.progress(from_ + share * (until_ - from_)); }
-    bool aborted() override { return whole_.aborted(); }
-    void warn(const Warning& warning) override { whole_.warn(warning); }
-
-  private:
-    UserInterface& whole_;
-    double from_, until_;
-};
-
-constexpr std::size_t kBlock = 1 << 20;  // samples between two looks at the abort flag
-
-bool findPeak(std::span<const float> samples, float& peak, UserInterface& ui) {
-    for (std::size_t at = 0; at < samples.size(); at += kBlock) {
-        if (ui.aborted())
-            return fail(kProcessingCancelled);
-        peak = std::max(peak, peakOf(samples.subspan(at, std::min(kBlock, samples.size() - at))));
-    }
-    return true;
-}
-
-bool multiply(std::span<float> samples, float factor, UserInterface& ui) {
-    for (std::size_t at = 0; at < samples.size(); at += kBlock) {
-        if (ui.aborted())
-            return fail(kProcessingCancelled);
-        for (float& sample : samples.subspan(at, std::min(kBlock, samples.size() - at)))
-            sample *= factor;
-    }
-    return true;
-}
 
 // The root key and fine tune that make up for a change of pitch by `cents`. The fine tune stays within half a
 // semitone. False when the key would leave the keyboard.
@@ -164,46 +121,36 @@ ProcessOutcome run(ProcessJob& job) {
                                  .mode = static_cast<StretchMode>(job.settings.choice("mode")),
                                  .keepAttacks = job.settings.flag("keep-attacks"),
                                  .formantScale = job.settings.flag("formants") ? factor : 1};
-    PartOfProgress stretching(job.ui, 0, 0.8);
+    PartProgress stretching(job.ui, 0, 0.8);
     const StretchedSound sound = stretched(job.collection(), waveform, options, stretching);
     if (!sound.buffer)
-        return ProcessOutcome::Failed;
-    // The resampler limits to full scale; what is beyond must get through.
-    float peak = 0;
-    if (!findPeak(sound.buffer->samples(), peak, job.ui))
-        return ProcessOutcome::Failed;
-    const float scale = peak > 0.5f ? 0.5f / peak : 1.0f;
-    if (scale != 1.0f && !multiply(sound.buffer->samples(), scale, job.ui))
         return ProcessOutcome::Failed;
     // What the stretching left at its length gets shorter or longer, all else has its old length again.
     double kept = 0;
     for (const StretchZone& zone : sound.map.zones())
         kept += static_cast<double>(zone.anchor.last - zone.anchor.first);
     const double framesOut = std::round(static_cast<double>(sound.map.frames()) - kept + kept / factor);
-    SampleBufferRef buffer(SampleBuffer::create(static_cast<std::uint32_t>(std::min(framesOut, 4294967295.0)),
-                                                waveform.channels, static_cast<float>(waveform.sampleRate)));
-    if (!buffer)
-        return processFailed(kOutOfMemory);
-    PartOfProgress resampling(job.ui, 0.8, 1);
+    PartProgress resampling(job.ui, 0.8, 1);
     const auto method = static_cast<std::uint8_t>(job.settings.choice("quality"));
-    switch (resampleFrames(
-        {sound.buffer->samples(), waveform.channels, method, firLevelOf(method, waveform.bits), 1 / factor},
-        buffer->samples(), &resampling)) {
-        case ResampleOutcome::Done:
-            break;
-        case ResampleOutcome::Aborted:
-            return cancelled();
-        case ResampleOutcome::OutOfMemory:
-            return processFailed(kOutOfMemory);
-    }
-    if (scale != 1.0f && !multiply(buffer->samples(), 1 / scale, job.ui))
+    SampleBufferRef buffer = resampledCopy({.frames = sound.buffer->samples(),
+                                            .channels = waveform.channels,
+                                            .method = method,
+                                            .firLevel = firLevelOf(method, waveform.bits),
+                                            .ratio = 1 / factor,
+                                            .limit = false},
+                                           static_cast<std::uint32_t>(std::min(framesOut, 4294967295.0)),
+                                           waveform.sampleRate, &resampling);
+    if (!buffer)
         return ProcessOutcome::Failed;
-    if (!warnOfOverload(job, old, *buffer.get()))
-        return cancelled();
+    float before = 0, after = 0;
+    if (!findPeak(old, job.ui, before) || !findPeak(std::as_const(*buffer.get()).samples(), job.ui, after))
+        return ProcessOutcome::Failed;
     if (job.settings.flag("root-key") && !moveKeys(job, cents))
         return ProcessOutcome::Failed;
-    installStretched(job, buffer);
+    waveform.replaceSamples(buffer);
     moveLoops(job.collection(), waveform, sound.map, 1 / factor);
+    if (before <= 1)  // what was too loud before is no news
+        warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }
 

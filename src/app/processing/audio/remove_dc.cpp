@@ -89,7 +89,7 @@ ProcessOutcome highPass(ProcessJob& job, const Means& means) {
     if (!filterFrames(copy->samples(), waveform.channels, filter, job.ui, 0.4) ||
         !findPeak(copy->samples(), job.ui, after))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(copy));
+    waveform.replaceSamples(std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }

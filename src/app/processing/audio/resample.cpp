@@ -17,7 +17,7 @@ constexpr ProcessParameter kParameters[] = {
          "Resample the waveform time domain (i.e. 'convert' the sample rate') using the following algorithm:",
      .kind = ProcessValueKind::Choice,
      .standard = 8,
-     .words = "nearest|linear|cubic|fir8|fir12|fir16|fir20|fir24|auto",
+     .words = kResampleMethodWords,
      .help = "The filters are named by the bits of signal to noise they are made for; auto is fir20 for "
              "waveforms of "
              "more than 16 bits and fir16 for others. Use a filter for un-looped waveforms and cubic for "

@@ -78,7 +78,7 @@ ProcessOutcome run(ProcessJob& job) {
             }
         }))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(copy));
+    waveform.replaceSamples(std::move(copy));
     const LoopMirror mirror(range);
     mirrorRegions(job.collection(), waveform, mirror);
     if (mirror.holds(waveform.loopStart, waveform.loopEnd)) {

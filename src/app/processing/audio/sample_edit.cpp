@@ -22,12 +22,6 @@ FrameSelection chosenFrames(const ProcessJob& job) {
                                                           : FrameSelection{0, job.waveform().frames};
 }
 
-void installSamples(Waveform& waveform, SampleBufferRef buffer) {
-    const std::uint32_t rate = waveform.sampleRate;
-    waveform.installBuffer(std::move(buffer));
-    waveform.sampleRate = rate;
-}
-
 void warnAboveFullScale(ProcessJob& job, float before, float after) {
     if (!(after > kRoundingSlack) || after <= before)
         return;
@@ -66,7 +60,7 @@ ProcessOutcome editSamples(ProcessJob& job, FrameSelection range, const SampleWo
             after = std::max(after, peakOf(piece));
         }))
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(copy));
+    waveform.replaceSamples(std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }

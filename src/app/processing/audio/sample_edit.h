@@ -13,9 +13,6 @@ namespace velor {
 // selection; ask after the samples are loaded, which may change their number.
 FrameSelection chosenFrames(const ProcessJob& job);
 
-// Puts new samples in the waveform's place. Its rate stays exact.
-void installSamples(Waveform& waveform, SampleBufferRef buffer);
-
 // Warns when an item's samples have been raised beyond full scale: they survive here and in float files, and
 // are clipped in others. `before` and `after` are peaks of what was changed.
 void warnAboveFullScale(ProcessJob& job, float before, float after);

@@ -102,7 +102,7 @@ ProcessOutcome run(ProcessJob& job) {
     }
     if (!done)
         return ProcessOutcome::Failed;
-    installSamples(waveform, std::move(copy));
+    waveform.replaceSamples(std::move(copy));
     return ProcessOutcome::Changed;
 }
 

@@ -101,8 +101,7 @@ ProcessOutcome run(ProcessJob& job) {
             return processFailed(kOutOfMemory);
         }
         split->copyContentFrom(waveform);
-        split->installBuffer(std::move(part.buffer));
-        split->sampleRate = waveform.sampleRate;
+        split->replaceSamples(std::move(part.buffer));
         split->loopStart = part.loop ? part.loop->start : 0;
         split->loopEnd = part.loop ? part.loop->end : 0;
         if (split->looped && !part.loop)

@@ -3,7 +3,8 @@
 #include <cmath>
 
 #include "app/processing/audio/processes.h"
-#include "app/processing/audio/stretch_tools.h"
+#include "app/processing/audio/sample_edit.h"
+#include "app/processing/audio/stretch_settings.h"
 #include "base/error.h"
 
 namespace velor::audio_processes {
@@ -37,17 +38,8 @@ constexpr ProcessParameter kParameters[] = {
      .unit = "BPM",
      .most = 1000,
      .help = "The tempo that they shall have."},
-    {.key = "mode",
-     .label = kStretchModeLabel,
-     .kind = ProcessValueKind::Choice,
-     .words = kStretchModeWords,
-     .help = kStretchModeHelp},
-    {.key = "keep-attacks",
-     .label = "Keep attacks sharp",
-     .kind = ProcessValueKind::Switch,
-     .standard = 1,
-     .help = "Drum hits, plucks and consonants are moved to their new times but not stretched themselves. "
-             "Switch it off for pads."},
+    kStretchMode,
+    kKeepAttacks,
 };
 
 // The wished ratio; 0 with LastErrorText when the settings contradict each other.
@@ -100,10 +92,14 @@ ProcessOutcome run(ProcessJob& job) {
              waveform.name()});
         return ProcessOutcome::Unchanged;
     }
-    if (!warnOfOverload(job, std::as_const(waveform).samples(), *sound.buffer.get()))
-        return cancelled();
-    installStretched(job, sound.buffer);
+    float before = 0, after = 0;
+    if (!findPeak(std::as_const(waveform).samples(), job.ui, before) ||
+        !findPeak(std::as_const(*sound.buffer.get()).samples(), job.ui, after))
+        return ProcessOutcome::Failed;
+    waveform.replaceSamples(sound.buffer);
     moveLoops(job.collection(), waveform, sound.map);
+    if (before <= 1)  // what was too loud before is no news
+        warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
 }
 

@@ -1,9 +1,11 @@
-#include <algorithm>
+#include <array>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "app/processing/instruments/processes.h"
+#include "app/processing/part_progress.h"
 #include "base/error.h"
+#include "dsp/sample_blocks.h"
 #include "items/instrument_copies.h"
 #include "items/item_scope.h"
 #include "items/stereo_sides.h"
@@ -11,8 +13,6 @@
 namespace velor::instrument_processes {
 
 namespace {
-
-constexpr std::uint32_t kBlock = 1 << 17;  // frames between two looks at the abort flag: below a millisecond
 
 // One channel of a stereo waveform; empty with LastErrorText.
 SampleBufferRef channelOf(const Waveform& stereo, std::size_t channel, UserInterface& ui) {
@@ -22,16 +22,11 @@ SampleBufferRef channelOf(const Waveform& stereo, std::size_t channel, UserInter
         return {};
     }
     const std::span<const float> samples = stereo.samples();
-    for (std::uint32_t at = 0; at < stereo.frames; at += std::min(kBlock, stereo.frames - at)) {
-        if (ui.aborted()) {
-            cancelled();
-            return {};
-        }
-        const std::uint32_t end = at + std::min(kBlock, stereo.frames - at);
-        for (std::uint32_t i = at; i < end; ++i)
-            mono->data()[i] = samples[2 * std::size_t{i} + channel];
-    }
-    return mono;
+    const bool done = inBlocks(stereo.frames, ui, {}, [&](std::size_t first, std::size_t count) {
+        for (std::size_t i = first; i < first + count; ++i)
+            mono->data()[i] = samples[2 * i + channel];
+    });
+    return done ? mono : SampleBufferRef();
 }
 
 struct Halves {
@@ -44,15 +39,19 @@ struct Halves {
 
 // Decodes and divides the stereo waveforms: all that can fail or be cancelled.
 bool divide(const std::vector<Waveform*>& waveforms, std::vector<Halves>& halves, UserInterface& ui) {
-    for (Waveform* waveform : waveforms) {
+    for (std::size_t i = 0; i < waveforms.size(); ++i) {
+        Waveform* const waveform = waveforms[i];
+        const double count = static_cast<double>(waveforms.size());
+        PartProgress lefts(ui, static_cast<double>(i) / count, (static_cast<double>(i) + 0.5) / count);
+        PartProgress rights(ui, (static_cast<double>(i) + 0.5) / count, static_cast<double>(i + 1) / count);
         const bool wasLoaded = waveform->samplesLoaded();
         if (!waveform->loadSamples())
             return false;
         Halves made;
         made.stereo = waveform;
-        made.left = channelOf(*waveform, 0, ui);
+        made.left = channelOf(*waveform, 0, lefts);
         if (made.left)
-            made.right = channelOf(*waveform, 1, ui);
+            made.right = channelOf(*waveform, 1, rights);
         if (!wasLoaded && waveform->source())
             waveform->releaseSamples();
         if (!made.right)
@@ -64,10 +63,8 @@ bool divide(const std::vector<Waveform*>& waveforms, std::vector<Halves>& halves
 }
 
 void install(Waveform& to, const Waveform& stereo, const SampleBufferRef& samples, const std::string& name) {
-    const std::uint32_t rate = stereo.sampleRate;
     to.copyContentFrom(stereo);
-    to.installBuffer(samples);
-    to.sampleRate = rate;
+    to.replaceSamples(samples);
     to.setName(name);
 }
 
@@ -132,20 +129,8 @@ class Divider {
             }
             rights->links.add(right->id());
         }
-        if (!rights)
-            return;
-        std::vector<Instrument*> holders = levels_.holders(layer);
-        std::sort(holders.begin(), holders.end());
-        holders.erase(std::unique(holders.begin(), holders.end()), holders.end());
-        for (Instrument* instrument : holders) {
-            std::vector<ItemId> links;
-            for (const ItemId id : instrument->links) {
-                links.push_back(id);
-                if (id == layer.id())
-                    links.push_back(rights->id());
-            }
-            instrument->links.assign(links);
-        }
+        if (rights)
+            addLayersBehind(levels_, layer, std::array{rights->id()});
     }
 
   private:

@@ -4,6 +4,7 @@
 
 #include "app/processing/instruments/processes.h"
 #include "base/error.h"
+#include "dsp/editable_samples.h"
 #include "items/item_scope.h"
 #include "items/region_loop.h"
 
@@ -13,7 +14,6 @@ namespace {
 
 // Kept behind the last loop, for samplers whose interpolation reads over the end of a loop.
 constexpr std::uint32_t kKept = 32;
-constexpr std::size_t kBlock = 1 << 18;  // samples between two looks at the abort flag: some milliseconds
 
 // How many frames of a waveform its regions ever play, and the loop that ends there.
 struct Played {
@@ -48,23 +48,13 @@ std::uint32_t continued(const RegionLoop& loop, std::uint32_t i) {
 // The first frames of a waveform; empty with LastErrorText.
 SampleBufferRef trimmedCopy(const Waveform& waveform, const Played& played, std::uint32_t frames,
                             UserInterface& ui) {
-    SampleBufferRef copy(
-        SampleBuffer::create(frames, waveform.channels, static_cast<float>(waveform.sampleRate)));
-    if (!copy) {
-        fail(kOutOfMemory);
-        return {};
-    }
+    SampleBufferRef copy = editableCopy(waveform, frames, ui);
     const std::span<const float> from = waveform.samples();
+    if (!copy)
+        return copy;
     if (from.size() < copy->sampleCount()) {
         fail(kReadFailed);
         return {};
-    }
-    for (std::size_t at = 0; at < copy->sampleCount(); at += kBlock) {
-        if (ui.aborted()) {
-            cancelled();
-            return {};
-        }
-        std::copy_n(from.data() + at, std::min(kBlock, copy->sampleCount() - at), copy->data() + at);
     }
     // Between whole frames there is no frame to take; what follows the loop is then the best there is.
     if (played.last.start != std::floor(played.last.start) || played.last.end != std::floor(played.last.end))
@@ -116,10 +106,8 @@ ProcessOutcome run(ProcessJob& job) {
     }
     std::uint64_t freed = 0;
     for (Trimmed& each : trimmed) {
-        const std::uint32_t rate = each.waveform->sampleRate;
         freed += each.waveform->frames - each.samples->frames();
-        each.waveform->installBuffer(std::move(each.samples));
-        each.waveform->sampleRate = rate;
+        each.waveform->replaceSamples(std::move(each.samples));
     }
     if (trimmed.empty())
         return ProcessOutcome::Unchanged;

@@ -47,7 +47,7 @@ class BarMap {
     BarMap(const MidiEdit& edit, std::span<const MidiEdit::Place> order) {
         const double quarter = edit.song() && edit.song()->division ? edit.song()->division : 480;
         parts_.push_back({0, 0, 4 * quarter});
-        const auto use = [&](const MidiEvent& event) {
+        edit.eachInTime(order, [&](const MidiEvent& event) {
             if (!event.isMeta(kMetaTimeSignature) || event.data.size() < 2 || event.data[0] == 0 ||
                 event.data[1] > 7)
                 return;
@@ -58,17 +58,7 @@ class BarMap {
             if (last.tick == tick)
                 parts_.pop_back();
             parts_.push_back(next);
-        };
-        if (edit.wholeSong() || !edit.song()) {
-            for (const MidiEdit::Place place : order)
-                use(edit.at(place));
-            return;
-        }
-        MidiSongReader reader(*edit.song());
-        MidiEvent event;
-        const MidiTrack* track = nullptr;
-        while (reader.next(event, track))
-            use(event);
+        });
     }
     double tick(double bar) const {
         const Part& part = find(bar, &Part::bar);
