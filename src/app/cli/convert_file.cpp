@@ -19,11 +19,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
+bool writable(int row) {
+    return writerBuilt(row) ||
+           fail("Writing \"" + std::string(rowDescription(row)) + "\" files is not supported in this build");
+}
+
 // Fails early, and in a dry run at all, with what the row can not do.
 bool checkTarget(Item& item, int row, const SaveOptions& choices) {
     const std::string description(rowDescription(row));
-    if (!writerBuilt(row))
-        return fail("Writing \"" + description + "\" files is not supported in this build");
+    if (!writable(row))
+        return false;
     SaveOptions save = choices;
     const RowFlags flags = rowFlags(row);
     save.flags = flags.flags;
@@ -94,6 +99,11 @@ class FileConverter {
         if (!readInput(collection, task_.input, request_.read, ui_, report))
             return notRead(report);
         if (request_.process) {
+            // Before work that may be long and for nothing.
+            ItemChoice untouched;
+            if (namesOutput() && !request_.dryRun &&
+                chooseItems(collection, request_, task_.extension, untouched) && !writable(untouched.row))
+                return failed(LastErrorText);
             ui_.setSpan(0.1, 0.5);
             if (!processItems(collection, *request_.process, ui_, result_.process))
                 return failed(LastErrorText);

@@ -90,6 +90,17 @@ TEST_F(ProcessVerb, TunesAndTellsWhatChanged) {
     EXPECT_NE(again.out.find("No items were modified"), std::string::npos) << again.out;
 }
 
+TEST_F(ProcessVerb, SaysThatATypeCanNotBeWrittenBeforeAnyWork) {
+    const std::string bank = "/usr/share/sounds/sf2/TimGM6mb.sf2";
+    if (!std::filesystem::exists(bank))
+        GTEST_SKIP() << "needs TimGM6mb.sf2";
+    const ProgramRun run = velor({"process", "normalize-volume", bank, "-d", "out"});
+    EXPECT_EQ(run.code, 1);
+    EXPECT_NE(run.err.find("Writing \"SoundFont v2 bank\" files is not supported"), std::string::npos)
+        << run.err;
+    EXPECT_EQ(run.out, "") << "nothing was processed";
+}
+
 TEST_F(ProcessVerb, GoesThroughAFolderAndOverwritesNothing) {
     ASSERT_EQ(velor({"loop", "tone.wav", "-d", "out"}).code, 0);
     const Json looped = info("out/tone.wav");
