@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 
 #include "app/cli/process_manual.h"
 #include "app/cli/verbs.h"
@@ -208,15 +209,14 @@ Options joined(std::initializer_list<std::span<const OptionSpec>> groups) {
 
 // A process's settings as options of its short form.
 Options optionsOf(std::string_view process) {
+    static std::deque<std::string> helpTexts;  // which the options point to
     Options options;
     for (const ProcessParameter& parameter : findProcess(process).row->process->parameters) {
         const bool isSwitch = parameter.kind == ProcessValueKind::Switch;
         const bool isChoice = parameter.kind == ProcessValueKind::Choice;
-        options.push_back({parameter.key, 0,
-                           isSwitch          ? nullptr
-                           : *parameter.unit ? parameter.unit
-                                             : "VALUE",
-                           isSwitch ? parameter.label : parameter.help,
+        helpTexts.push_back(settingHelp(parameter, !isSwitch));
+        const char* const valueName = *parameter.unit ? parameter.unit : "VALUE";
+        options.push_back({parameter.key, 0, isSwitch ? nullptr : valueName, helpTexts.back().c_str(),
                            isChoice ? ValueKind::Words : ValueKind::Text, parameter.words});
     }
     return options;

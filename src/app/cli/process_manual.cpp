@@ -104,6 +104,18 @@ std::string unknownProcess(std::string_view name) {
     return unknownName("process", name, likely.empty() ? all : likely);
 }
 
+std::string settingHelp(const ProcessParameter& parameter, bool values) {
+    std::string text = parameter.label;
+    if (values) {
+        if (!text.ends_with('.') && !text.ends_with(':'))
+            text += '.';
+        text += " " + rangeText(parameter, {}) + "; default " + defaultShown(parameter);
+    }
+    if (!text.ends_with('.'))
+        text += '.';
+    return *parameter.help ? text + " " + parameter.help : text;
+}
+
 std::string processHelp(std::string_view name) {
     const NamedProcess named = findProcess(name);
     if (!named.row)
@@ -127,13 +139,7 @@ std::string processHelp(std::string_view name) {
             line += '\n' + std::string(kColumn, ' ');
         else
             line.append(kColumn - line.size(), ' ');
-        std::string text = parameter.label;
-        if (!text.ends_with('.') && !text.ends_with(':'))
-            text += '.';
-        text += " " + rangeText(parameter, {}) + "; default " + defaultShown(parameter) + ".";
-        if (*parameter.help)
-            text += std::string(" ") + parameter.help;
-        help += line + wrapText(text, width(), kColumn) + '\n';
+        help += line + wrapText(settingHelp(parameter), width(), kColumn) + '\n';
     }
     return help + "\nHow files are read and written: velor process --help\n";
 }

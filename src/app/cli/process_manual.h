@@ -10,6 +10,8 @@ namespace velor::cli {
 
 // What "velor process NAME --help" prints; for an unknown name a line with the nearest ones.
 std::string processHelp(std::string_view name);
+// What a setting is, with its values and default unless that is left out, and what it does.
+std::string settingHelp(const ProcessParameter& parameter, bool values = true);
 // What "velor process --list" prints.
 std::string processList();
 // docs/processes.md
