@@ -135,7 +135,7 @@ int convertInputs(const Arguments& arguments, std::vector<std::string> inputs, C
     installInterruptHandler();
     Terminal terminal(arguments);
     ConvertTask workerTask;
-    if (isWorker(arguments, workerTask))
+    if (isWorker(arguments, inputs.front(), workerTask))
         return runWorker(request, workerTask, terminal);
 
     const bool json = arguments.has("json");

@@ -26,14 +26,14 @@ namespace {
 
 // Options that concern the whole batch and not one file.
 bool isBatchOption(std::string_view name) {
-    static constexpr std::array<std::string_view, 8> kBatch{"output", "to",   "dir",      "jobs",
-                                                            "json",   "type", "progress", "recursive"};
+    static constexpr std::array<std::string_view, 7> kBatch{"output", "to",       "jobs",     "json",
+                                                            "type",   "progress", "recursive"};
     return std::find(kBatch.begin(), kBatch.end(), name) != kBatch.end();
 }
 
 std::vector<std::string> workerArguments(const Arguments& arguments, const ConvertRequest& request,
                                          const ConvertTask& task) {
-    std::vector<std::string> result{"convert", "--progress=none"};
+    std::vector<std::string> result{arguments.verb->name, "--progress=none"};
     for (const auto& [name, values] : arguments.options) {
         if (isBatchOption(name))
             continue;
@@ -43,7 +43,8 @@ std::vector<std::string> workerArguments(const Arguments& arguments, const Conve
     }
     if (request.row >= 0 && !arguments.has("row"))
         result.push_back("--row=" + std::to_string(request.row));
-    result.push_back("--to=" + request.extension);
+    if (!request.extension.empty())
+        result.push_back("--to=" + request.extension);
     result.push_back("--worker-folder=" + utf8FromPath(task.folder));
     result.push_back("--worker-stem=" + task.stem);
     result.push_back("--worker-extension=" + task.extension);
@@ -53,6 +54,8 @@ std::vector<std::string> workerArguments(const Arguments& arguments, const Conve
     if (task.foundInFolder)
         result.push_back("--worker-found");
     result.push_back("--");
+    if (arguments.verb->name == std::string_view("process"))  // its name comes first
+        result.push_back(arguments.positionals.front());
     result.push_back(utf8FromPath(task.input));
     return result;
 }
@@ -219,11 +222,11 @@ void convertInWorkers(const Arguments& arguments, const ConvertRequest& request,
     WorkerPool(arguments, request, tasks, terminal, done).run();
 }
 
-bool isWorker(const Arguments& arguments, ConvertTask& task) {
+bool isWorker(const Arguments& arguments, std::string_view input, ConvertTask& task) {
     if (!arguments.has("worker-folder"))
         return false;
     task.shown = arguments.value("worker-shown");
-    task.input = pathFromUtf8(arguments.positionals.front());
+    task.input = pathFromUtf8(input);
     task.folder = pathFromUtf8(arguments.value("worker-folder"));
     task.stem = arguments.value("worker-stem");
     task.extension = arguments.value("worker-extension");

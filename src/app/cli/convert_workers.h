@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string_view>
 #include <vector>
 
 #include "app/cli/convert_types.h"
@@ -17,7 +18,7 @@ void convertInWorkers(const Arguments& arguments, const ConvertRequest& request,
                       const std::vector<ConvertTask>& tasks, Terminal& terminal,
                       const std::function<void(const ConvertTask&, ConvertResult)>& done);
 
-// True when this process is a worker; then its task is filled in.
-bool isWorker(const Arguments& arguments, ConvertTask& task);
+// True when this process is a worker; then its task, with the only input that it has, is filled in.
+bool isWorker(const Arguments& arguments, std::string_view input, ConvertTask& task);
 
 }  // namespace velor::cli

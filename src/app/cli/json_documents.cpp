@@ -1,14 +1,17 @@
 // The only file that sees nlohmann-json.
 #include "app/cli/json_documents.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include <nlohmann/json.hpp>
 
 #include "app/cli/convert_types.h"
 #include "app/cli/file_report.h"
 #include "app/cli/process_manual.h"
+#include "app/cli/process_report.h"
 #include "base/error.h"
 #include "base/text.h"
 #include "items/articulation_text.h"
@@ -306,9 +309,21 @@ Json parameterObject(const ProcessParameter& parameter) {
     return json;
 }
 
+constexpr const char* kOutcomes[] = {"unchanged", "changed", "failed"};
+constexpr const char* kChanges[] = {"changed", "added", "removed"};
+
+// The place of a word in one of these lists; 0 for any other word.
+template <std::size_t N>
+std::size_t placeOf(const char* const (&words)[N], const std::string& word) {
+    const auto found = std::find(std::begin(words), std::end(words), word);
+    return found == std::end(words) ? 0 : static_cast<std::size_t>(found - std::begin(words));
+}
+
+ItemId idFromHex(const std::string& text) {
+    return ItemId(static_cast<std::uint32_t>(std::stoul(text, nullptr, 16)));
+}
+
 Json processedObject(const ProcessResult& result) {
-    static constexpr const char* kOutcomes[] = {"unchanged", "changed", "failed"};
-    static constexpr const char* kChanges[] = {"changed", "added", "removed"};
     Json items = Json::array();
     for (const ProcessItemReport& item : result.run.items) {
         Json values = Json::array();
@@ -318,8 +333,11 @@ Json processedObject(const ProcessResult& result) {
                 value["text"] = displayText(measure.text);
             else if (std::isfinite(measure.value))
                 value["value"] = measure.value;
-            else
+            else {
                 value["value"] = nullptr;
+                if (std::isinf(measure.value))
+                    value["text"] = measureText(measure);
+            }
             value["unit"] = measure.unit;
             values.push_back(std::move(value));
         }
@@ -345,12 +363,55 @@ Json processedObject(const ProcessResult& result) {
     }
     Json json;
     json["name"] = result.name;
+    json["measures"] = result.measuresOnly;
     json["message"] = result.run.message;
     json["changed"] = result.run.changed;
     json["failed"] = result.run.failed;
     json["items"] = std::move(items);
     json["changes"] = std::move(changes);
     return json;
+}
+
+// The inverse. Throws for anything else.
+ProcessResult processedFrom(const Json& json) {
+    const auto text = [](const Json& from, const char* key) { return from.at(key).get<std::string>(); };
+    ProcessResult result;
+    result.ran = true;
+    result.name = text(json, "name");
+    result.measuresOnly = json.at("measures").get<bool>();
+    result.run.message = text(json, "message");
+    result.run.changed = json.at("changed").get<std::size_t>();
+    result.run.failed = json.at("failed").get<std::size_t>();
+    for (const Json& each : json.at("items")) {
+        ProcessItemReport& item = result.run.items.emplace_back();
+        item.id = idFromHex(text(each, "id"));
+        item.name = text(each, "name");
+        item.outcome = static_cast<ProcessOutcome>(placeOf(kOutcomes, text(each, "result")));
+        item.error = text(each, "error");
+        for (const Json& value : each.at("values")) {
+            ProcessMeasure& measure = item.measures.emplace_back();
+            measure.what = text(value, "name");
+            measure.unit = text(value, "unit");
+            const std::string shown = value.value("text", std::string());
+            if (!value.contains("value"))
+                measure.text = shown;
+            else if (value.at("value").is_number())
+                measure.value = value.at("value").get<double>();
+            else
+                measure.value = shown.empty()            ? std::nan("")
+                                : shown.starts_with('-') ? -std::numeric_limits<double>::infinity()
+                                                         : std::numeric_limits<double>::infinity();
+        }
+    }
+    for (const Json& each : json.at("changes")) {
+        ItemChange& change = result.changes.emplace_back();
+        change.id = idFromHex(text(each, "id"));
+        change.name = text(each, "name");
+        change.kind = static_cast<ItemChange::Kind>(placeOf(kChanges, text(each, "change")));
+        for (const Json& field : each.at("fields"))
+            change.fields.push_back({text(field, "field"), text(field, "from"), text(field, "to")});
+    }
+    return result;
 }
 
 }  // namespace
@@ -420,8 +481,10 @@ bool convertResultFromText(std::string_view text, ConvertResult& result) {
             target.channels = each.at("channels").get<int>();
             result.targets.push_back(std::move(target));
         }
+        if (json.contains("process"))
+            result.process = processedFrom(json.at("process"));
         return true;
-    } catch (const Json::exception&) {
+    } catch (const std::exception&) {  // of the JSON library, or for a number that is none
         return false;
     }
 }

@@ -71,9 +71,10 @@ constexpr OptionSpec kTarget[] = {
 };
 constexpr OptionSpec kReading[] = {kFrom, kSource, kLoad, kJson};
 
-constexpr OptionSpec kConvert[] = {
-    {"rate", 0, "HZ", "Store samples at this rate.", ValueKind::Whole},
-    {"jobs", 'j', "N", "Convert N files at a time, each in a process of its own.", ValueKind::Whole},
+constexpr OptionSpec kRate[] = {{"rate", 0, "HZ", "Store samples at this rate.", ValueKind::Whole}};
+
+constexpr OptionSpec kJobs[] = {
+    {"jobs", 'j', "N", "Work on N files at a time, each in a program of its own.", ValueKind::Whole},
     // A worker process gets its single task by these.
     {"worker-folder", 0, "DIR", "", ValueKind::Text, "", false, true},
     {"worker-stem", 0, "STEM", "", ValueKind::Text, "", false, true},
@@ -223,14 +224,15 @@ Options optionsOf(std::string_view process) {
 }
 
 std::vector<VerbSpec> makeVerbs() {
-    static const Options convert = joined({kOutput, kTarget, kConvert, kReading});
+    static const Options convert = joined({kOutput, kTarget, kRate, kJobs, kReading});
     static const Options resample =
-        joined({optionsOf("resample"), kProcessShort, kOutput, kTarget, kReading});
+        joined({optionsOf("resample"), kProcessShort, kOutput, kTarget, kJobs, kReading});
     static const Options render = joined({kOutput, kRender, kTarget, kReading});
-    static const Options process = joined({kProcess, kOutput, kTarget, kReading});
-    static const Options tune = joined({optionsOf("auto-tune"), kProcessShort, kOutput, kTarget, kReading});
+    static const Options process = joined({kProcess, kOutput, kTarget, kJobs, kReading});
+    static const Options tune =
+        joined({optionsOf("auto-tune"), kProcessShort, kOutput, kTarget, kJobs, kReading});
     static const Options loop =
-        joined({optionsOf("auto-loop-finder"), kProcessShort, kOutput, kTarget, kReading});
+        joined({optionsOf("auto-loop-finder"), kProcessShort, kOutput, kTarget, kJobs, kReading});
     return {
         {"convert", "Convert files from any readable to any writable type.",
          "IN... (-o FILE | --to EXT [-d DIR]) [options]",

@@ -101,6 +101,39 @@ TEST_F(ProcessVerb, SaysThatATypeCanNotBeWrittenBeforeAnyWork) {
     EXPECT_EQ(run.out, "") << "nothing was processed";
 }
 
+// Whichever program does the work, all that is said and written is the same.
+TEST_F(ProcessVerb, WorkersGiveTheSameResults) {
+    writeFile(folder / "silent.sw", std::vector<Byte>(2000));
+    const std::vector<std::vector<std::string>> runs = {
+        {"process", "find-volume", "tone.wav", "silent.sw"},
+        {"process", "statistics", "--json", "silent.sw"},
+        {"loop", "--minimum", "20", "--crossfade", "--to", "wav", "tone.wav", "silent.sw", "none.wav"},
+        {"process", "filter-waveform", "-s", "frequency=500", "-s", "order=2", "tone.wav", "--json"},
+        {"resample", "tone.wav", "--rate", "8000", "--dry-run"},
+    };
+    for (const std::vector<std::string>& arguments : runs) {
+        const auto runInto = [&](const std::string& out, const std::vector<std::string>& jobs) {
+            std::vector<std::string> all = arguments;
+            if (arguments[1] != "find-volume" && arguments[1] != "statistics")
+                all.insert(all.end(), {"-d", out});
+            all.insert(all.end(), jobs.begin(), jobs.end());
+            return velor(all);
+        };
+        const auto placed = [](std::string text, const std::string& out) {
+            for (std::size_t at = 0; (at = text.find(out, at)) != std::string::npos;)
+                text.replace(at, out.size(), "OUT");
+            return text;
+        };
+        const ProgramRun here = runInto("here", {}), apart = runInto("apart", {"--jobs", "2"});
+        EXPECT_EQ(here.code, apart.code);
+        EXPECT_EQ(placed(here.out, "here"), placed(apart.out, "apart"));
+        EXPECT_EQ(placed(here.err, "here"), placed(apart.err, "apart"));
+        EXPECT_NE(here.out, "");
+    }
+    EXPECT_EQ(filesIn(folder / "here"), filesIn(folder / "apart"));
+    EXPECT_EQ(readFile(folder / "here/tone.wav"), readFile(folder / "apart/tone.wav"));
+}
+
 TEST_F(ProcessVerb, GoesThroughAFolderAndOverwritesNothing) {
     ASSERT_EQ(velor({"loop", "tone.wav", "-d", "out"}).code, 0);
     const Json looped = info("out/tone.wav");
