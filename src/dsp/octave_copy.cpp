@@ -4,8 +4,9 @@
 #include <cmath>
 
 #include "base/error.h"
-#include "dsp/editable_samples.h"
 #include "dsp/resampler.h"
+#include "dsp/resampler_blocks.h"
+#include "dsp/sample_blocks.h"
 
 namespace velor {
 
@@ -14,7 +15,6 @@ namespace {
 constexpr double kLeastFrames = 16;    // of a copy
 constexpr double kLeastLoop = 4;       // frames of its loop: a period of what is left needs more than two
 constexpr std::uint32_t kReach = 256;  // output frames that the filter reads on each side, with room to spare
-constexpr std::size_t kBlock = 1 << 16;  // frames between two looks at the abort flag
 constexpr auto kMethod = static_cast<std::uint8_t>(ResampleMethod::Fir20);
 
 double lengthRatio(const RegionLoop& loop, int octaves) {
@@ -25,30 +25,33 @@ double lengthRatio(const RegionLoop& loop, int octaves) {
     return std::max(1.0, std::floor(length * half + 0.5)) / length;
 }
 
-// The frames up to the loop's end and `further` frames of the loop going on.
-bool unroll(Waveform& to, const Waveform& from, const RegionLoop& loop, std::uint32_t further,
-            UserInterface& ui) {
+// The frames up to the loop's end and `further` frames of the loop going on. Empty with LastErrorText.
+SampleBufferRef unroll(const Waveform& from, const RegionLoop& loop, std::uint32_t further,
+                       UserInterface& ui) {
     const auto start = static_cast<std::size_t>(loop.start), end = static_cast<std::size_t>(loop.end);
     const std::size_t channels = from.channels, length = end - start;
-    if (end + further > 0xFFFFFFFFu)
-        return fail("The waveform is too long");
-    to.copyContentFrom(from);
+    const std::span<const float> samples = from.samples();
+    if (end + further > 0xFFFFFFFFu) {
+        fail("The waveform is too long");
+        return {};
+    }
+    if (samples.size() < end * channels) {
+        fail(kReadFailed);
+        return {};
+    }
     SampleBufferRef frames(SampleBuffer::create(static_cast<std::uint32_t>(end + further), from.channels,
                                                 static_cast<float>(from.sampleRate)));
-    if (!frames)
-        return fail(kOutOfMemory);
-    const std::span<const float> samples = from.samples();
-    if (samples.size() < end * channels)
-        return fail(kReadFailed);
-    for (std::size_t i = 0; i < end + further; ++i) {
-        if (i % kBlock == 0 && ui.aborted())
-            return fail(kProcessingCancelled);
-        const std::size_t at = i < end ? i : start + (i - end) % length;
-        std::copy_n(samples.data() + at * channels, channels, frames->data() + i * channels);
+    if (!frames) {
+        fail(kOutOfMemory);
+        return {};
     }
-    to.installBuffer(std::move(frames));
-    to.sampleRate = from.sampleRate;
-    return true;
+    const auto copy = [&](std::size_t first, std::size_t count) {
+        for (std::size_t i = first; i < first + count; ++i) {
+            const std::size_t at = i < end ? i : start + (i - end) % length;
+            std::copy_n(samples.data() + at * channels, channels, frames->data() + i * channels);
+        }
+    };
+    return inBlocks(end + further, ui, {0, 0}, copy) ? frames : SampleBufferRef();
 }
 
 }  // namespace
@@ -68,19 +71,28 @@ bool makeOctaveCopy(Waveform& copy, Waveform& source, const RegionLoop& loop, in
     const bool endless = loop.on && whole && loop.mode == LoopMode::Forward && !loop.untilRelease;
     // The loop begins so much later that the filter sees the same on both of its ends.
     const auto margin = endless ? static_cast<std::uint32_t>(kReach / ratio) : 0;
-    Collection workshop;
-    Waveform* from = &source;
+    SampleBufferRef unrolled;
     if (endless) {
-        from = workshop.create<Waveform>("");
-        if (!unroll(*from, source, loop, 2 * margin, ui))
+        unrolled = unroll(source, loop, 2 * margin, ui);
+        if (!unrolled)
             return false;
     }
+    const std::span<const float> from =
+        endless ? std::as_const(*unrolled.get()).samples() : std::as_const(source).samples();
+    const double framesIn = static_cast<double>(from.size() / std::max<std::size_t>(source.channels, 1));
+    SampleBufferRef resampled = resampledCopy(
+        {.frames = from,
+         .channels = source.channels,
+         .method = kMethod,
+         .firLevel = firLevelOf(kMethod, source.bits),
+         .ratio = ratio,
+         .limit = false},
+        static_cast<std::uint32_t>(std::max(1.0, std::floor(framesIn * ratio))), source.sampleRate, &ui);
+    if (!resampled)
+        return false;
     copy.copyContentFrom(source);
     copy.clearLoop();
-    const auto frames = static_cast<std::uint32_t>(std::max(1.0, std::floor(from->frames * ratio)));
-    if (!Resample(copy, *from, frames, source.sampleRate, kMethod, ratio, &ui))
-        return false;
-    copy.sampleRate = source.sampleRate;  // a buffer rounds it
+    copy.replaceSamples(std::move(resampled));
     addedCents = static_cast<float>(1200 * (std::log2(ratio) + octaves));
     copy.tuning += addedCents / 100;
     if (source.rootKey + 12 * octaves <= 127)
