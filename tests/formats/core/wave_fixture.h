@@ -62,6 +62,8 @@ struct WaveFixture : CollectionFixture {
             all += formatText("; key %d%+d", waveform->rootKey, waveform->fineTune);
         if (waveform->gain != 0)
             all += formatText("; gain %g", static_cast<double>(waveform->gain));
+        if (waveform->looped != (waveform->loopMode != LoopMode::None))
+            all += "; a mode without a loop, or a loop without a mode";
         if (waveform->looped)
             all += formatText("; %s %.10g to %.10g%s", loopModeName(waveform->loopMode), waveform->loopStart,
                               waveform->loopEnd, waveform->loopUntilRelease ? " until release" : "");

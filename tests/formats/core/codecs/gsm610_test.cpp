@@ -97,18 +97,6 @@ void expectSame(const std::vector<T>& ours, const std::vector<T>& theirs, std::s
         << "frame " << static_cast<std::size_t>(differ) / unit << " differs";
 }
 
-// The payload of the "data" chunk.
-std::vector<Byte> waveData(const std::vector<Byte>& wave) {
-    for (std::size_t at = 12; at + 8 <= wave.size();) {
-        const std::size_t size = loadLe<std::uint32_t>(wave.data() + at + 4);
-        if (loadLe<std::uint32_t>(wave.data() + at) == fourCc("data"))
-            return {wave.begin() + static_cast<std::ptrdiff_t>(at) + 8,
-                    wave.begin() + static_cast<std::ptrdiff_t>(std::min(at + 8 + size, wave.size()))};
-        at += 8 + size + size % 2;
-    }
-    return {};
-}
-
 TEST_F(Gsm610, CodesAreThoseOfPeers) {
     if (!haveProgram("sox") || !haveProgram("ffmpeg") || !haveProgram("sndfile-convert"))
         GTEST_SKIP() << "SoX, FFmpeg or libsndfile's programs are not installed";
@@ -128,7 +116,10 @@ TEST_F(Gsm610, CodesAreThoseOfPeers) {
         ASSERT_TRUE(
             run("sox -t raw -r 8000 -e signed -b 16 -L -c 1 " + file("in.raw") + " " + file("in.wav")));
         ASSERT_TRUE(run("sndfile-convert -gsm610 " + file("in.wav") + " " + file("sf.wav")));
-        expectSame(encoded(signal.samples, Layout::Pairs), waveData(readFile(folder / "sf.wav")), kPairBytes);
+        auto theirs = readFile(folder / "sf.wav");
+        theirs.erase(theirs.begin(),
+                     theirs.begin() + 60);  // a format of 20 bytes, fact and the data's header
+        expectSame(encoded(signal.samples, Layout::Pairs), theirs, kPairBytes);
     }
 }
 
@@ -175,8 +166,7 @@ TEST_F(Gsm610, SamplesAreThoseOfPeers) {
                         chunk("fact", Bytes().u32(ours.size())), chunk("data", Bytes().add(pairs))})
                       .data);
         ASSERT_TRUE(run("sndfile-convert -pcm16 " + file("in.wav") + " " + file("sf.wav")));
-        expectSame(decoded<PairsDecoder>(pairs), samples16(waveData(readFile(folder / "sf.wav"))),
-                   kFrameSamples);
+        expectSame(decoded<PairsDecoder>(pairs), samples16(readFile(folder / "sf.wav"), 44), kFrameSamples);
     }
 }
 
