@@ -1,18 +1,13 @@
 // Made MIDI files, and opening and saving them.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
 #include "formats/core/chunk_builder.h"
-#include "formats/framework/pipeline.h"
+#include "formats/framework/collection_fixture.h"
 #include "items/midi_tools.h"
 
 namespace velor::test {
 
 inline constexpr int kMidRow = 231;
-inline constexpr int kRmiRow = 341;
-inline constexpr int kRmiWriterRow = 342;
 
 inline Bytes header(int format, int tracks, int division) {
     return Bytes()
@@ -35,9 +30,7 @@ inline Bytes songFile(int format, std::initializer_list<Stream> tracks, int divi
     return bytes;
 }
 
-struct MidiFiles : testing::Test {
-    MidiFiles() { services.ui = &ui; }
-
+struct MidiFiles : CollectionFixture {
     bool open(const Bytes& bytes, const std::string& name = "tune.mid") {
         ui.warnings.clear();
         const auto file = File::fromBytes(bytes.data, folder / name);
@@ -62,11 +55,6 @@ struct MidiFiles : testing::Test {
         EXPECT_TRUE(saveItem(&item, row, folder / name, services)) << LastErrorText;
         return readFile(folder / name);
     }
-
-    TemporaryFolder folder;
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 }  // namespace velor::test

@@ -1,76 +1,35 @@
 // The rows of headerless G.72x files: what they ask, remember, read and write.
 #include "formats/core/raw_g72x.h"
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
 #include "formats/core/codecs/g722.h"
 #include "formats/core/codecs/g72x.h"
-#include "formats/framework/format_table.h"
+#include "formats/core/wave_fixture.h"
 #include "items/instrument.h"
-#include "test_tools.h"
 
 namespace velor {
 namespace {
 
 using namespace test;
 
-// Answers each question with the next of `script`, then with the default; remembers keys beside texts.
-class ScriptedInterface : public UserInterface {
-  public:
-    std::size_t ask(const Question& question) override {
-        questions.push_back(question);
-        keys.emplace_back(question.key);
-        if (script.empty())
-            return question.defaultButton;
-        const std::size_t answer = script.front();
-        script.erase(script.begin());
-        return answer;
-    }
-    std::vector<std::size_t> script;
-    std::vector<Question> questions;
-    std::vector<std::string> keys;
-};
-
-struct RawG72x : testing::Test {
+struct RawG72x : WaveFixture {
     RawG72x() {
         services.ui = &ui;
         resetG72xAnswers();
     }
     ~RawG72x() override { resetG72xAnswers(); }
 
-    Waveform* opened(const std::filesystem::path& path, int row) {
-        collection.clear();
-        ui.questions.clear();
-        ui.keys.clear();
-        LastErrorText.clear();
-        return openFileAs(collection, path, row, services) ? collection.all<Waveform>().front() : nullptr;
-    }
     // Opens bytes as a file of this row, with these answers.
     Waveform* opened(const std::vector<Byte>& bytes, int row, std::vector<std::size_t> answers = {}) {
-        writeFile(folder / "in", bytes);
         ui.script = std::move(answers);
-        return opened(folder / "in", row);
-    }
-    std::vector<float> samplesOf(Waveform* waveform) {
-        if (!waveform || !waveform->loadSamples())
-            return {};
-        return {waveform->samples().begin(), waveform->samples().end()};
+        ui.questions.clear();
+        ui.keys.clear();
+        collection.clear();
+        return open(Bytes().add(bytes), row);
     }
 
-    TemporaryFolder folder;
     ScriptedInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
-std::vector<Byte> someCodes(std::size_t count) {
-    std::mt19937 random(3);
-    std::vector<Byte> bytes(count);
-    for (Byte& byte : bytes)
-        byte = static_cast<Byte>(random() >> 8);
-    return bytes;
-}
 std::vector<float> g726Samples(const std::vector<Byte>& bytes, int width, CodePacking packing) {
     std::vector<std::int16_t> samples(codesIn(bytes.size(), width));
     G72xDecoder(width, packing).decode(bytes, samples);
@@ -85,7 +44,7 @@ constexpr int kG721 = 119, kG722 = 125, kG722Six = 128, kG723 = 135, kG726 = 144
 using Keys = std::vector<std::string>;
 
 TEST_F(RawG72x, AsksOnceMoreUntilToldNotTo) {
-    const auto bytes = someCodes(3000);
+    const auto bytes = randomBytes(3000, 3);
     // Big endian, 5-bit, ask again.
     Waveform* waveform = opened(bytes, kG726, {0, 3, 0});
     ASSERT_TRUE(waveform) << LastErrorText;
@@ -123,7 +82,7 @@ TEST_F(RawG72x, AsksOnceMoreUntilToldNotTo) {
 }
 
 TEST_F(RawG72x, FamiliesAskTheirOwnQuestions) {
-    const auto bytes = someCodes(2100);
+    const auto bytes = randomBytes(2100, 3);
     Waveform* waveform = opened(bytes, kG721);
     EXPECT_EQ(ui.keys, (Keys{"raw.g721.packing", "raw.g721.again"}));
     EXPECT_EQ(ui.questions[1].text, "Ask the same again the next time you open a G.721 file?");
@@ -165,27 +124,28 @@ TEST_F(RawG72x, WhatIsWrittenIsReadBack) {
         if (!entry.write)
             continue;
         ++written;
-        const bool wide = std::string(entry.extension).starts_with("g722");
+        const std::string extension = entry.extension;
+        const bool wide = extension.starts_with("g722");
+        const std::size_t dash = extension.find('-');
+        const int named = dash != std::string::npos ? extension[dash + 1] - '0' : wide ? 8 : 0;
+        const bool little = std::string(entry.description).ends_with("Little Endian");
         for (const SampleEncoding encoding : {SampleEncoding::Adpcm2, SampleEncoding::Adpcm3,
                                               SampleEncoding::Adpcm4, SampleEncoding::Adpcm5}) {
             if (!(entry.flags & encodingBit(encoding)))
                 continue;
-            const int named = static_cast<int>(entry.variant & 0xFF);
             const int width = named ? named : adpcmBits(encoding);
             SCOPED_TRACE(formatText("row %d, %d bits", row, width));
             resetG72xAnswers();
             collection.clear();
             Waveform* waveform = addWaveform(collection, "n", signal, 1, wide ? 16000 : 8000);
-            SaveOptions options;
-            options.encoding = encoding;
-            ASSERT_TRUE(saveItem(waveform, row, folder / "out", services, options)) << LastErrorText;
+            ASSERT_TRUE(save(*waveform, row, "out", encoding)) << LastErrorText;
             const std::uint64_t codes = wide ? (signal.size() + 1) / 2 : signal.size();
             EXPECT_EQ(readFile(folder / "out").size(), (codes * static_cast<unsigned>(width) + 7) / 8);
-            const bool little = !(entry.variant & 0x100);
-            const int firstWidth = wide ? 6 : std::string(entry.extension) == "g723" ? 3 : 2;
-            const int step = std::string(entry.extension) == "g723" ? 2 : 1;
-            ui.script = {little, static_cast<std::size_t>((width - firstWidth) / step), 0};
-            const auto back = samplesOf(opened(folder / "out", reader));
+            const int firstWidth = wide ? 6 : extension == "g723" ? 3 : 2;
+            const int step = extension == "g723" ? 2 : 1;
+            const auto back =
+                samplesOf(opened(readFile(folder / "out"), reader,
+                                 {little, static_cast<std::size_t>((width - firstWidth) / step), 0}));
             ASSERT_GE(back.size(), signal.size()) << LastErrorText;
             // G.722's filters delay by 22 samples.
             const std::size_t delay = wide ? 22 : 0;

@@ -17,10 +17,7 @@ struct RawSpeech : WaveFixture {
     ~RawSpeech() override { resetRockwellAnswers(); }
 
     // Not a whole number of frames.
-    Waveform* source(int channels = 1, std::uint32_t rate = 8000) {
-        return addWaveform(mine, "source", testSignal(10007 * static_cast<std::size_t>(channels), 16),
-                           channels, rate);
-    }
+    Waveform* source() { return addWaveform(mine, "source", testSignal(10007, 16), 1, 8000); }
     // What the encoder and the decoder of the codec make of the source.
     std::vector<float> throughGsm(const Waveform& waveform) {
         std::vector<std::int16_t> samples(waveform.frames);
@@ -105,16 +102,6 @@ TEST_F(RawSpeech, ModemWaveIsAWaveFile) {
     EXPECT_EQ(loaded(), floats) << "without the silence that fills the last frame up";
 }
 
-TEST_F(RawSpeech, StereoIsMixed) {
-    Waveform* stereo = source(2);
-    std::vector<float> mixed;
-    for (std::size_t i = 0; i < stereo->frames; ++i)
-        mixed.push_back((stereo->samples()[2 * i] + stereo->samples()[2 * i + 1]) * 0.5f);
-    ASSERT_TRUE(saveItem(stereo, kByteAligned, folder / "x.gsm", services)) << LastErrorText;
-    ASSERT_TRUE(openFile(collection, folder / "x.gsm", false, services)) << LastErrorText;
-    EXPECT_EQ(loaded(), throughGsm(*addWaveform(mine, "mixed", mixed, 1, 8000)));
-}
-
 TEST_F(RawSpeech, TooShortFilesAreRefused) {
     for (const int row : {kRawGsm, kByteAligned, kModem}) {
         writeFile(folder / "x.gsm", std::vector<Byte>(32, 0xD0));
@@ -154,32 +141,21 @@ TEST_F(RawSpeech, RockwellFilesComeBack) {
 }
 
 TEST_F(RawSpeech, TheWidthIsAskedForUntilTheUserHasEnough) {
-    // Answers by question: the width, and whether to ask again.
-    struct Answering : UserInterface {
-        std::size_t ask(const Question& question) override {
-            ++asked;
-            return question.buttons.size() == 3 ? width : again;
-        }
-        std::size_t width = 0, again = 0;
-        int asked = 0;
-    } answering;
-    services.ui = &answering;
+    ScriptedInterface asked;
+    services.ui = &asked;
     writeFile(folder / "x.rockwell", std::vector<Byte>(120, 0x5A));
-    const auto frames = [&] {
+    // The answers are the width, and whether to ask again.
+    const auto frames = [&](std::vector<std::size_t> answers) {
+        asked.script = std::move(answers);
         EXPECT_TRUE(openFile(collection, folder / "x.rockwell", false, services)) << LastErrorText;
-        return collection.all<Waveform>().front()->frames;
+        return opened()->frames;
     };
-    EXPECT_EQ(frames(), 480u);
-    answering.width = 1;
-    answering.again = 1;
-    EXPECT_EQ(frames(), 320u);
-    EXPECT_EQ(answering.asked, 4);
-    answering.width = 2;
-    EXPECT_EQ(frames(), 320u) << "remembered";
-    EXPECT_EQ(answering.asked, 4);
+    EXPECT_EQ(frames({0, 0}), 480u);
+    EXPECT_EQ(frames({1, 1}), 320u);
+    EXPECT_EQ(frames({2}), 320u) << "remembered";
+    EXPECT_EQ(asked.keys.size(), 4u);
     resetRockwellAnswers();
-    services.ui = &ui;
-    EXPECT_EQ(frames(), 240u) << "4 bits unless the user says otherwise";
+    EXPECT_EQ(frames({}), 240u) << "4 bits unless the user says otherwise";
 }
 
 }  // namespace

@@ -1,20 +1,31 @@
 // What the tests of waveform files share: opening and saving by row, and asking peer programs.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <bit>
 
-#include "base/error.h"
 #include "formats/core/chunk_builder.h"
-#include "formats/framework/format_table.h"
-#include "test_tools.h"
+#include "formats/framework/collection_fixture.h"
 
 namespace velor::test {
 
-struct WaveFixture : testing::Test {
-    WaveFixture() { services.ui = &ui; }
+// Answers each question with the next of `script`, then with the default; remembers keys beside texts.
+class ScriptedInterface : public UserInterface {
+  public:
+    std::size_t ask(const Question& question) override {
+        questions.push_back(question);
+        keys.emplace_back(question.key);
+        if (script.empty())
+            return question.defaultButton;
+        const std::size_t answer = script.front();
+        script.erase(script.begin());
+        return answer;
+    }
+    std::vector<std::size_t> script;
+    std::vector<Question> questions;
+    std::vector<std::string> keys;
+};
 
+struct WaveFixture : CollectionFixture {
     std::string file(const std::string& name) { return quoted(folder / name); }
 
     // The first waveform of a file, nullptr when it cannot be read.
@@ -36,6 +47,28 @@ struct WaveFixture : testing::Test {
         return {waveform->samples().begin(), waveform->samples().end()};
     }
     std::vector<float> openSamples(const std::string& name, int row) { return samplesOf(open(name, row)); }
+
+    // What a waveform says beside its samples; what it leaves at its default is left out.
+    static std::string told(const Waveform* waveform) {
+        if (!waveform)
+            return LastErrorText;
+        std::string all = waveform->name();
+        for (std::size_t i = 0; i < kWaveTexts; ++i) {
+            if (!waveform->texts[i].empty())
+                all += std::string("; ") + waveTextName(static_cast<WaveText>(i)) + " " + waveform->texts[i];
+        }
+        all += formatText("; %u Hz x %d", waveform->sampleRate, static_cast<int>(waveform->channels));
+        if (waveform->rootKey != 60 || waveform->fineTune != 0)
+            all += formatText("; key %d%+d", waveform->rootKey, waveform->fineTune);
+        if (waveform->gain != 0)
+            all += formatText("; gain %g", static_cast<double>(waveform->gain));
+        if (waveform->looped != (waveform->loopMode != LoopMode::None))
+            all += "; a mode without a loop, or a loop without a mode";
+        if (waveform->looped)
+            all += formatText("; %s %.10g to %.10g%s", loopModeName(waveform->loopMode), waveform->loopStart,
+                              waveform->loopEnd, waveform->loopUntilRelease ? " until release" : "");
+        return all;
+    }
 
     bool save(Item& item, int row, const std::string& name, SampleEncoding encoding = SampleEncoding::None) {
         SaveOptions options;
@@ -108,11 +141,6 @@ struct WaveFixture : testing::Test {
             storeAs(file.data.data() + at, kept, order);
         }
     }
-
-    TemporaryFolder folder;
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 }  // namespace velor::test

@@ -1,12 +1,6 @@
 #include "formats/core/wave_writer.h"
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
-#include "formats/core/chunk_builder.h"
-#include "formats/core/wave_reader.h"
-#include "formats/framework/format_entry.h"
-#include "test_tools.h"
+#include "formats/core/wave_fixture.h"
 
 namespace velor {
 namespace {
@@ -15,7 +9,7 @@ using namespace test;
 
 constexpr int kWaveRow = 478;
 
-struct WaveWriter : testing::Test {
+struct WaveWriter : WaveFixture {
     WaveWriter() { resetWaveHeaderTemplate(); }
 
     std::vector<Byte> build(Waveform& waveform, SampleEncoding encoding, std::uint32_t variant = 0) {
@@ -28,19 +22,7 @@ struct WaveWriter : testing::Test {
             return {};
         return {image.bytes().begin(), image.bytes().end()};
     }
-    Waveform* readBack(const std::vector<Byte>& image) {
-        writeFile(folder / "back.wav", image);
-        OpenFile file;
-        file.path = folder / "back.wav";
-        file.input = File::open(file.path);
-        file.ui = &ui;
-        Waveform* waveform = nullptr;
-        return readWaveImage(collection, file, 0, file.size(), "back", waveform) ? waveform : nullptr;
-    }
-
-    TemporaryFolder folder;
-    RecordingInterface ui;
-    Collection collection;
+    Waveform* readBack(const std::vector<Byte>& image) { return open(Bytes().add(image), kWaveRow); }
 };
 
 const Bytes kSoftware = chunk("ISFT", Bytes().text("Velor Studio v12.6").zeros(2));
@@ -224,8 +206,6 @@ TEST_F(WaveWriter, RefusesWhatItCannotWrite) {
 
 // Without a choice of its own the writer keeps what the file had, bit for bit.
 TEST_F(WaveWriter, SavingAgainKeepsEverySampleBit) {
-    PipelineServices services;
-    services.ui = &ui;
     for (const unsigned bits : {8u, 16u, 24u, 32u}) {
         Bytes noise;
         for (unsigned i = 0; i < 3001 * bits / 8; ++i)

@@ -33,6 +33,21 @@ struct ArticulationFixUps : testing::Test {
         return resolveArticulation(&instrument.articulation, &layer.articulation, &region.articulation);
     }
 
+    // The halves of a stereo recording in a layer each.
+    struct Pair {
+        Instrument* instrument;
+        Layer* layers[2];
+        Region* regions[2];
+    };
+    Pair addPair() {
+        collection.clear();
+        auto* left = test::addWaveform(collection, "w L", {0.5f, 0});
+        auto* right = test::addWaveform(collection, "w R", {0.25f, 0});
+        auto* instrument = addInstrument();
+        Layer *first = addLayer(*instrument), *second = addLayer(*instrument);
+        return {instrument, {first, second}, {addRegion(*first, *left), addRegion(*second, *right)}};
+    }
+
     // Mean squares of the two channels that a region sounds with: mono waveforms are panned with constant
     // power, full to a side at ±1; stereo ones are balanced.
     std::pair<double, double> heard(const Instrument& instrument) {
@@ -119,12 +134,7 @@ TEST_F(ArticulationFixUps, StereoPairsMayBePannedAtAnyLevel) {
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(testing::Message() << each.level << ' ' << each.left);
-        collection.clear();
-        auto* left = test::addWaveform(collection, "w L", {0.5f, 0});
-        auto* right = test::addWaveform(collection, "w R", {0.25f, 0});
-        auto* instrument = addInstrument();
-        Layer* layers[] = {addLayer(*instrument), addLayer(*instrument)};
-        Region* regions[] = {addRegion(*layers[0], *left), addRegion(*layers[1], *right)};
+        const auto [instrument, layers, regions] = addPair();
         // The same said at different levels.
         layers[0]->articulation.set(p::MasterVolume, -2);
         regions[1]->articulation.set(p::MasterVolume, -2);
@@ -154,24 +164,16 @@ TEST_F(ArticulationFixUps, StereoPairsOfDifferentSoundStayApart) {
         float value;
     } cases[] = {{p::MasterVolume, -3}, {p::Cutoff, 500}, {p::Trigger, 1}, {p::ExclusiveClass, 2}};
     for (const auto& each : cases) {
-        collection.clear();
-        auto* left = test::addWaveform(collection, "w L", {0.5f, 0});
-        auto* right = test::addWaveform(collection, "w R", {0.25f, 0});
-        auto* instrument = addInstrument();
-        Layer* layers[] = {addLayer(*instrument), addLayer(*instrument)};
-        addRegion(*layers[0], *left);
-        addRegion(*layers[1], *right);
-        layers[1]->articulation.set(each.number, each.value);
+        const Pair pair = addPair();
+        pair.layers[1]->articulation.set(each.number, each.value);
         EXPECT_EQ(mergeStereoWaveforms(collection, ui), "") << each.number;
-        layers[0]->articulation.set(each.number, each.value);
+        pair.layers[0]->articulation.set(each.number, each.value);
         EXPECT_NE(mergeStereoWaveforms(collection, ui), "") << each.number;
     }
     // Halves in two instruments do not sound together.
-    collection.clear();
-    auto* left = test::addWaveform(collection, "w L", {0.5f, 0});
-    auto* right = test::addWaveform(collection, "w R", {0.25f, 0});
-    addRegion(*addLayer(*addInstrument()), *left);
-    addRegion(*addLayer(*addInstrument()), *right);
+    const Pair pair = addPair();
+    pair.instrument->links.remove(pair.layers[1]->id());
+    addInstrument()->links.add(pair.layers[1]->id());
     EXPECT_EQ(mergeStereoWaveforms(collection, ui), "");
 }
 

@@ -1,26 +1,16 @@
 #include "formats/framework/pipeline.h"
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
-#include "formats/framework/format_table.h"
+#include "formats/framework/collection_fixture.h"
 #include "formats/framework/raw_codec.h"
-#include "test_tools.h"
 
 namespace velor {
 namespace {
 
-struct Pipeline : testing::Test {
-    Pipeline() { services.ui = &ui; }
+struct Pipeline : test::CollectionFixture {
     ~Pipeline() override {
         resetRawAnswers();
         RawSource = {};
     }
-
-    test::TemporaryFolder folder;
-    test::RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 TEST_F(Pipeline, FilesThatCannotBeOpenedLeaveTheCollectionAlone) {
@@ -205,41 +195,6 @@ TEST_F(Pipeline, LoadOptionsDropRepeatedOverridesAndSort) {
     ASSERT_TRUE(fixUpCollection(collection, kAllKinds, true, services));
     EXPECT_EQ(region->overrides.flags, RegionOverrides::LoopEnd);
     EXPECT_EQ(collection.all<Waveform>().front()->name(), "a");
-}
-
-TEST(FormatTableQueries, FollowTheRules) {
-    EXPECT_EQ(findReaderByExtension("SONG.WAV"), 478);
-    EXPECT_EQ(findReaderByExtension("wav"), 478) << "a name without a dot is its own extension";
-    EXPECT_EQ(findWriterByExtension("x.dls"), 63);
-    EXPECT_EQ(findWriterForKinds(".404", 128), 4);
-    EXPECT_EQ(findWriterForKinds("404", 16), 5);
-    EXPECT_EQ(findWriterForKinds("404", 1), -1);
-    EXPECT_EQ(rowFlags(242).flags, FormatTable()[243].flags) << "flags of the next writer of the extension";
-    EXPECT_EQ(rowFlags(1).flags, 0u);
-    EXPECT_EQ(rowFlags(-1).flags, 0u);
-    EXPECT_EQ(rowDescription(527), "<none>");
-    EXPECT_EQ(rowExtension(-1), "");
-    int cursor = 0, writers = 0, readers = 0;
-    while (nextWriter(cursor) >= 0)
-        ++writers;
-    cursor = 0;
-    while (nextReader(cursor) >= 0)
-        ++readers;
-    EXPECT_EQ(writers, 258);
-    EXPECT_EQ(readers, 396);
-    EXPECT_EQ(outputChannels(0x100000, 2), 1);
-    EXPECT_EQ(outputChannels(0x200000, 1), 2);
-    EXPECT_EQ(outputChannels(0x2100005, 2), 2);
-}
-
-TEST(FormatTableQueries, ExtensionsMatchLikePatterns) {
-    const struct {
-        const char *pattern, *extension;
-        bool matches;
-    } cases[] = {{"wav", "WAV", true}, {"wav", "wave", false}, {"wav", "wa", false}, {"*", "", true},
-                 {"s?", "s1", true},   {"s?", "s", true},      {"s?", "s12", false}, {"a*", "abc", true}};
-    for (const auto& each : cases)
-        EXPECT_EQ(matchExtension(each.pattern, each.extension), each.matches) << each.pattern;
 }
 
 TEST(Identification, ScoresNamesAndContents) {

@@ -1,20 +1,14 @@
 // Saving at other sample rates: those that the user asks for, and those that a file type insists on.
-#include <gtest/gtest.h>
-
 #include <complex>
 
-#include "base/error.h"
-#include "formats/framework/pipeline.h"
-#include "test_tools.h"
+#include "formats/framework/collection_fixture.h"
 
 namespace velor {
 namespace {
 
 constexpr int kWaveRow = 478;
 
-struct Rates : testing::Test {
-    Rates() { services.ui = &ui; }
-
+struct Rates : test::CollectionFixture {
     // A tone and its loop of whole periods.
     Waveform* tone(std::uint32_t rate, int channels = 1, double frequency = 500, double seconds = 0.5) {
         const auto frames = static_cast<std::size_t>(rate * seconds);
@@ -45,11 +39,6 @@ struct Rates : testing::Test {
         const double signal = 2 * std::norm(sum) / static_cast<double>(count);
         return 10 * std::log10(signal / std::max(power - signal, 1e-12 * power));
     }
-
-    test::TemporaryFolder folder;
-    test::RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 TEST_F(Rates, FixedOnesAreMetByAResampledCopy) {

@@ -1,10 +1,7 @@
 // Moving articulation between the levels of real banks.
-#include <gtest/gtest.h>
-
-#include "base/error.h"
+#include "formats/framework/collection_fixture.h"
 #include "items/articulation_moves.h"
 #include "played_tools.h"
-#include "test_tools.h"
 
 namespace velor::test {
 namespace {
@@ -21,19 +18,13 @@ std::size_t settings(const Collection& collection) {
     return count;
 }
 
-class MovesInRealBanks : public testing::TestWithParam<const char*> {};
+struct MovesInRealBanks : CollectionFixture, testing::WithParamInterface<const char*> {};
 
 TEST_P(MovesInRealBanks, SoundTheSameWithFewerSettings) {
     const std::string path = "/usr/share/sounds/sf2/" + std::string(GetParam());
     if (!std::filesystem::exists(path))
         GTEST_SKIP() << "needs " << path;
-    const auto folder = std::filesystem::current_path();
-    RecordingInterface ui;
-    PipelineServices services;
-    services.ui = &ui;
-    Collection collection;
     ASSERT_TRUE(openFile(collection, path, false, services)) << LastErrorText;
-    std::filesystem::current_path(folder);
     const PlayedByPlace before = listen(collection);
     const std::size_t many = settings(collection);
     moveArticulation(collection);

@@ -1,13 +1,13 @@
 // Builds small SoundFont and DLS banks byte by byte, apart from the code under test.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "formats/core/chunk_builder.h"
+#include "formats/framework/collection_fixture.h"
 
 namespace velor::test {
 
@@ -26,13 +26,8 @@ struct BankZone {
     std::vector<Modulator> modulators;
 };
 
-inline Bytes listChunk(const std::string& form, const Bytes& payload) {
-    return chunk("LIST", Bytes().text(form).add(payload));
-}
-
-inline std::string padded(std::string name, std::size_t width) {
-    name.resize(width, '\0');
-    return name;
+inline Bytes padded(const std::string& name, std::size_t width) {
+    return Bytes().text(name).resize(width);
 }
 
 // A SoundFont 2 bank.
@@ -75,24 +70,24 @@ struct SoundFontBuilder {
         Bytes phdr, inst, shdr;
         Level presetLevel, instrumentLevel;
         for (const Preset& preset : presets) {
-            phdr.text(padded(preset.name, 20)).u16(preset.program).u16(preset.bank);
+            phdr.add(padded(preset.name, 20)).u16(preset.program).u16(preset.bank);
             phdr.u16(presetLevel.bags).zeros(12);
             presetLevel.add(preset.zones);
         }
-        phdr.text(padded("EOP", 20)).u32(0).u16(presetLevel.bags).zeros(12);
+        phdr.add(padded("EOP", 20)).u32(0).u16(presetLevel.bags).zeros(12);
         presetLevel.finish();
         for (const Instrument& instrument : instruments) {
-            inst.text(padded(instrument.name, 20)).u16(instrumentLevel.bags);
+            inst.add(padded(instrument.name, 20)).u16(instrumentLevel.bags);
             instrumentLevel.add(instrument.zones);
         }
-        inst.text(padded("EOI", 20)).u16(instrumentLevel.bags);
+        inst.add(padded("EOI", 20)).u16(instrumentLevel.bags);
         instrumentLevel.finish();
         for (const Sample& sample : samples) {
-            shdr.text(padded(sample.name, 20)).u32(sample.start).u32(sample.end).u32(sample.loopStart);
+            shdr.add(padded(sample.name, 20)).u32(sample.start).u32(sample.end).u32(sample.loopStart);
             shdr.u32(sample.loopEnd).u32(sample.rate).u8(sample.key);
             shdr.u8(static_cast<unsigned>(sample.correction) & 0xFF).u16(0).u16(sample.type);
         }
-        shdr.text(padded("EOS", 20)).zeros(26);
+        shdr.add(padded("EOS", 20)).zeros(26);
 
         Bytes smpl, sm24;
         for (const int point : points)
@@ -109,20 +104,12 @@ struct SoundFontBuilder {
                 append(defaults, each);
             info.add(chunk("DMOD", defaults.zeros(10)));
         }
-        const Bytes records = chunk("phdr", phdr)
-                                  .add(chunk("pbag", presetLevel.bag))
-                                  .add(chunk("pmod", presetLevel.mod))
-                                  .add(chunk("pgen", presetLevel.gen))
-                                  .add(chunk("inst", inst))
-                                  .add(chunk("ibag", instrumentLevel.bag))
-                                  .add(chunk("imod", instrumentLevel.mod))
-                                  .add(chunk("igen", instrumentLevel.gen))
-                                  .add(chunk("shdr", shdr));
-        return chunk("RIFF", Bytes()
-                                 .text("sfbk")
-                                 .add(listChunk("INFO", info))
-                                 .add(listChunk("sdta", data))
-                                 .add(listChunk("pdta", records)));
+        return riff("sfbk", {list("INFO", {info}), list("sdta", {data}),
+                             list("pdta", {chunk("phdr", phdr), chunk("pbag", presetLevel.bag),
+                                           chunk("pmod", presetLevel.mod), chunk("pgen", presetLevel.gen),
+                                           chunk("inst", inst), chunk("ibag", instrumentLevel.bag),
+                                           chunk("imod", instrumentLevel.mod),
+                                           chunk("igen", instrumentLevel.gen), chunk("shdr", shdr)})});
     }
 
   private:
@@ -170,35 +157,19 @@ inline Bytes articulationChunk(const std::string& id, const std::vector<Connecti
         bytes.u16(each.source).u16(each.control).u16(each.destination).u16(each.transform);
         bytes.u32(static_cast<std::uint32_t>(static_cast<std::int64_t>(each.scale * 65536)));
     }
-    return listChunk(id == "art1" ? "lart" : "lar2", chunk(id, bytes));
-}
-
-// loopType below 0: no loop.
-inline Bytes waveSampleChunk(unsigned key, int fineTune, double gain, int loopType = -1, unsigned start = 0,
-                             unsigned length = 0) {
-    Bytes bytes;
-    bytes.u32(20).u16(key).u16(static_cast<unsigned>(fineTune) & 0xFFFF);
-    bytes.u32(static_cast<std::uint32_t>(static_cast<std::int32_t>(gain * 655360))).u32(0);
-    bytes.u32(loopType < 0 ? 0 : 1);
-    if (loopType >= 0)
-        bytes.u32(16).u32(static_cast<unsigned>(loopType)).u32(start).u32(length);
-    return chunk("wsmp", bytes);
+    return list(id == "art1" ? "lart" : "lar2", {chunk(id, bytes)});
 }
 
 inline Bytes dlsRegion(unsigned lowKey, unsigned highKey, unsigned keyGroup, unsigned wave,
                        const Bytes& more = {}, unsigned channel = 1, unsigned linkOptions = 0) {
-    return listChunk("rgn ",
-                     chunk("rgnh", Bytes().u16(lowKey).u16(highKey).u16(0).u16(127).u16(0).u16(keyGroup))
-                         .add(chunk("wlnk", Bytes().u16(linkOptions).u16(0).u32(channel).u32(wave)))
-                         .add(more));
+    return list("rgn ", {chunk("rgnh", Bytes().u16(lowKey).u16(highKey).u16(0).u16(127).u16(0).u16(keyGroup)),
+                         chunk("wlnk", Bytes().u16(linkOptions).u16(0).u32(channel).u32(wave)), more});
 }
 
 inline Bytes dlsInstrument(const std::string& name, std::uint32_t bank, unsigned program,
                            const Bytes& regions, const Bytes& more = {}) {
-    return listChunk("ins ", chunk("insh", Bytes().u32(1).u32(bank).u32(program))
-                                 .add(listChunk("lrgn", regions))
-                                 .add(more)
-                                 .add(listChunk("INFO", chunk("INAM", Bytes().text(name).u8(0)))));
+    return list("ins ", {chunk("insh", Bytes().u32(1).u32(bank).u32(program)), list("lrgn", {regions}), more,
+                         list("INFO", {chunk("INAM", Bytes().text(name).u8(0))})});
 }
 
 // A mono 16-bit wave of the pool.
@@ -206,10 +177,8 @@ inline Bytes dlsWave(const std::string& name, const std::vector<int>& points, co
     Bytes data;
     for (const int point : points)
         data.u16(static_cast<unsigned>(point) & 0xFFFF);
-    return listChunk("wave", chunk("fmt ", Bytes().u16(1).u16(1).u32(22050).u32(44100).u16(2).u16(16))
-                                 .add(chunk("data", data))
-                                 .add(more)
-                                 .add(listChunk("INFO", chunk("INAM", Bytes().text(name).u8(0)))));
+    return list("wave", {fmt(1, 1, 22050, 16), chunk("data", data), more,
+                         list("INFO", {chunk("INAM", Bytes().text(name).u8(0))})});
 }
 
 inline Bytes dlsBank(const std::vector<Bytes>& instruments, const std::vector<Bytes>& waves) {
@@ -221,12 +190,62 @@ inline Bytes dlsBank(const std::vector<Bytes>& instruments, const std::vector<By
         table.u32(pool.size());
         pool.add(each);
     }
-    return chunk("RIFF", Bytes()
-                             .text("DLS ")
-                             .add(chunk("colh", Bytes().u32(instruments.size())))
-                             .add(listChunk("lins", lins))
-                             .add(chunk("ptbl", table))
-                             .add(listChunk("wvpl", pool)));
+    return riff("DLS ", {chunk("colh", Bytes().u32(instruments.size())), list("lins", {lins}),
+                         chunk("ptbl", table), list("wvpl", {pool})});
 }
+
+// Reads banks as they are, without what loading does to them by default.
+struct BankFixture : CollectionFixture {
+    explicit BankFixture(const char* name) : fileName(name) {
+        LoadOptions& load = services.load;
+        load.autoMergeStereo = load.autoCompactLayers = load.autoSortColl = load.autoSortWaves = false;
+    }
+
+    bool open(const Bytes& bytes) {
+        ui.warnings.clear();
+        LastErrorText.clear();
+        collection.clear();
+        return openInput(collection, File::fromBytes(bytes.data, fileName), fileName, true, services);
+    }
+    // What the only region plays with; nothing when there is not just one.
+    double value(int number) const {
+        const auto regions = collection.all<Region>();
+        return regions.size() != 1
+                   ? NAN
+                   : resolveArticulation(nullptr, nullptr,
+                                         &regions[0]->articulation)[static_cast<std::size_t>(number)];
+    }
+
+    // A bank of one wave that stands inside another file, read from there and from the byte before.
+    template <typename Read>
+    void expectReadInside(const Bytes& bank, Read read, std::size_t point, float value, const char* refusal) {
+        OpenFile file;
+        file.input = File::fromBytes(Bytes().text("a song").add(bank).text("and more").data, "song.rmi");
+        file.path = "song.rmi";
+        file.ui = &ui;
+        ASSERT_TRUE(read(collection, file, 6, bank.size())) << LastErrorText;
+        ASSERT_EQ(collection.count(ItemKind::Waveform), 1u);
+        Waveform& waveform = *collection.all<Waveform>().front();
+        ASSERT_TRUE(waveform.loadSamples());
+        EXPECT_EQ(waveform.samples()[point] * 32768, value);
+        EXPECT_EQ(collection.all<Region>().front()->waveform(), &waveform);
+        EXPECT_FALSE(read(collection, file, 5, bank.size()));
+        EXPECT_EQ(LastErrorText, refusal);
+    }
+
+    // Cut anywhere, and every two bytes the largest.
+    void expectDamageSurvived(const Bytes& whole) {
+        for (std::size_t size = 0; size < whole.size(); size += 3)
+            EXPECT_TRUE(open(Bytes(whole).resize(size)) || !LastErrorText.empty()) << size;
+        for (std::size_t at = 0; at + 1 < whole.size(); ++at) {
+            if (!open(Bytes(whole).u16(at, 0xFFFF)))
+                continue;
+            for (Waveform* waveform : collection.all<Waveform>())
+                waveform->loadSamples();
+        }
+    }
+
+    std::string fileName;
+};
 
 }  // namespace velor::test

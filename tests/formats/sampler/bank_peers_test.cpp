@@ -38,11 +38,8 @@ struct Heard {
     double level = 0;  // root of the mean square, both channels
 };
 
-struct BankPeers : testing::Test {
-    BankPeers() {
-        services.ui = &ui;
-        services.load.autoMergeStereo = services.load.autoCompactLayers = false;
-    }
+struct BankPeers : BankFixture {
+    BankPeers() : BankFixture("") {}
 
     // Has the player render the note and listens to the second from 0.5 s on.
     bool play(const Bytes& bank, const std::string& name, unsigned key, unsigned velocity, Heard& heard) {
@@ -82,8 +79,8 @@ struct BankPeers : testing::Test {
 
     // The region that answers to the key, as it was read.
     const Region* read(const Bytes& bank, const std::string& name, unsigned key) {
-        collection.clear();
-        if (!openInput(collection, File::fromBytes(bank.data, name), name, true, services))
+        fileName = name;
+        if (!open(bank))
             return nullptr;
         for (const Region* region : collection.all<Region>()) {
             if (region->keys.contains(static_cast<int>(key)))
@@ -128,11 +125,6 @@ struct BankPeers : testing::Test {
             EXPECT_NEAR(peer - peerReference, own - ownReference, 0.3) << i;
         }
     }
-
-    TemporaryFolder folder;
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 TEST_F(BankPeers, SoundFontsSoundAsAPlayerPlaysThem) {

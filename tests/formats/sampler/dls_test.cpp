@@ -1,9 +1,5 @@
 #include "formats/sampler/dls_reader.h"
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
-#include "formats/framework/format_table.h"
 #include "formats/sampler/bank_builder.h"
 #include "items/region_parameters.h"
 
@@ -12,32 +8,14 @@ namespace {
 
 using namespace test;
 
-struct Dls : testing::Test {
-    Dls() {
-        services.ui = &ui;
-        services.load.autoMergeStereo = services.load.autoCompactLayers = services.load.autoSortColl =
-            services.load.autoSortWaves = false;
-    }
+struct Dls : BankFixture {
+    Dls() : BankFixture("bank.dls") {}
 
-    bool open(const Bytes& bytes) {
-        ui.warnings.clear();
-        LastErrorText.clear();
-        collection.clear();
-        return openInput(collection, File::fromBytes(bytes.data, "bank.dls"), "bank.dls", true, services);
-    }
     // Opens a bank of one instrument with one region.
     bool openArticulation(const Bytes& instrument, const Bytes& region = {}) {
         return open(dlsBank({dlsInstrument("i", 0, 0, dlsRegion(0, 127, 0, 0, region), instrument)},
                             {dlsWave("w", std::vector<int>(100, 5))}));
     }
-    double value(int number) const {
-        const Region& only = *collection.all<Region>().front();
-        return resolveArticulation(nullptr, nullptr, &only.articulation)[static_cast<std::size_t>(number)];
-    }
-
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 // Expected values are worked out from the units of DLS level 2.2, chapter 1.14.
@@ -45,81 +23,73 @@ TEST_F(Dls, ConnectionsBecomeParameters) {
     struct Case {
         const char* id;
         std::vector<Connection> connections;
-        int parameter;
-        double expected;
+        std::vector<std::pair<int, double>> expected;  // parameter and value
         unsigned warnings = 0;
     };
     const int V = parameter::VEnvelope, P = parameter::PEnvelope, F = parameter::FEnvelope;
     const double zero = -32768;  // the scale 80000000h
     const Case cases[] = {
         // Defaults.
-        {"art2", {}, 15, 96},
-        {"art2", {}, 2, 2},
-        {"art2", {}, 1, 1},
-        {"art2", {}, 52, 1},
-        {"art2", {}, 58, 1},
-        {"art2", {}, 62, 1},
-        {"art2", {}, V + 16, 1},
+        {"art2", {}, {{15, 96}, {2, 2}, {1, 1}, {52, 1}, {58, 1}, {62, 1}, {V + 16, 1}}},
         // Values.
-        {"art2", {{0, 0, 1, 0, -60}}, 14, -6},
-        {"art2", {{0, 0, 3, 0, 250}}, 0, 2.5},
-        {"art2", {{0, 0, 4, 0, -250}}, 51, -0.5},
-        {"art2", {{0, 0, 0x81, 0, 300}}, 57, 0.3},
-        {"art2", {{0, 0, 0x80, 0, 300}}, 61, 0.3},
-        {"art2", {{0, 0, 0x500, 0, 6900}}, 24, 440},
-        {"art2", {{0, 0, 0x500, 0, 32768 - 1.0 / 65536}}, 23, 0},  // 7FFFFFFFh: off
-        {"art2", {{0, 0, 0x501, 0, 75}}, 35, 7.5},
-        {"art2", {{3, 0, 3, 0, 6400}}, 1, 0.5},
+        {"art2", {{0, 0, 1, 0, -60}}, {{14, -6}}},
+        {"art2", {{0, 0, 3, 0, 250}}, {{0, 2.5}}},
+        {"art2", {{0, 0, 4, 0, -250}}, {{51, -0.5}}},
+        {"art2", {{0, 0, 0x81, 0, 300}}, {{57, 0.3}}},
+        {"art2", {{0, 0, 0x80, 0, 300}}, {{61, 0.3}}},
+        {"art2", {{0, 0, 0x500, 0, 6900}}, {{24, 440}}},
+        {"art2", {{0, 0, 0x500, 0, 32768 - 1.0 / 65536}}, {{23, 0}}},  // 7FFFFFFFh: off
+        {"art2", {{0, 0, 0x501, 0, 75}}, {{35, 7.5}}},
+        {"art2", {{3, 0, 3, 0, 6400}}, {{1, 0.5}}},
         // Envelopes: the decay is the time for 96 dB, of which it goes as far as the sustain level.
-        {"art1", {{0, 0, 0x206, 0, 1200}}, V + 5, 2},
-        {"art1", {{0, 0, 0x206, 0, zero}}, V + 5, 0},
-        {"art1", {{0, 0, 0x207, 0, 1200}, {0, 0, 0x20A, 0, 750}}, V + 13, 0.5},
-        {"art1", {{0, 0, 0x207, 0, 1200}, {0, 0, 0x20A, 0, 750}}, V + 16, std::pow(10, -24.0 / 20)},
-        {"art1", {{0, 0, 0x207, 0, 0}, {0, 0, 0x20A, 0, 0}}, V + 16, 0},
-        {"art1", {{0, 0, 0x207, 0, 0}, {0, 0, 0x20A, 0, 0}}, V + 13, 100 / 96.0},
-        {"art1", {{0, 0, 0x209, 0, 1200}}, V + 17, 2 * 100 / 96.0},
-        {"art2", {{0, 0, 0x20B, 0, 0}}, V + 1, 1},
-        {"art2", {{0, 0, 0x20C, 0, 0}}, V + 9, 1},
-        {"art2", {{0, 0, 0x20D, 0, -4800}}, V + 26, 0.0625},
-        {"art2", {{5, 0, 3, 0, 1200}, {0, 0, 0x30A, 0, 0}}, P + 5, 1},
-        {"art2", {{5, 0, 0x500, 0, 1200}, {0, 0, 0x30B, 0, 0}, {0, 0, 0x30E, 0, 250}}, F + 13, 0.75},
-        {"art2", {{5, 0, 0x500, 0, 1200}, {0, 0, 0x30B, 0, 0}, {0, 0, 0x30E, 0, 250}}, F + 16, 0.25},
-        {"art2", {{5, 0, 0x500, 0, 1200}}, 33, 12},
+        {"art1", {{0, 0, 0x206, 0, 1200}}, {{V + 5, 2}}},
+        {"art1", {{0, 0, 0x206, 0, zero}}, {{V + 5, 0}}},
+        {"art1",
+         {{0, 0, 0x207, 0, 1200}, {0, 0, 0x20A, 0, 750}},
+         {{V + 13, 0.5}, {V + 16, std::pow(10, -24.0 / 20)}}},
+        {"art1", {{0, 0, 0x207, 0, 0}, {0, 0, 0x20A, 0, 0}}, {{V + 16, 0}, {V + 13, 100 / 96.0}}},
+        {"art1", {{0, 0, 0x209, 0, 1200}}, {{V + 17, 2 * 100 / 96.0}}},
+        {"art2", {{0, 0, 0x20B, 0, 0}}, {{V + 1, 1}}},
+        {"art2", {{0, 0, 0x20C, 0, 0}}, {{V + 9, 1}}},
+        {"art2", {{0, 0, 0x20D, 0, -4800}}, {{V + 26, 0.0625}}},
+        {"art2", {{5, 0, 3, 0, 1200}, {0, 0, 0x30A, 0, 0}}, {{P + 5, 1}}},
+        {"art2",
+         {{5, 0, 0x500, 0, 1200}, {0, 0, 0x30B, 0, 0}, {0, 0, 0x30E, 0, 250}},
+         {{F + 13, 0.75}, {F + 16, 0.25}}},
+        {"art2", {{5, 0, 0x500, 0, 1200}}, {{33, 12}}},
         // Times that go with key and velocity.
-        {"art1", {{2, 0, 0x206, 0, 1200}, {0, 0, 0x206, 0, 0}}, V + 6, 2},
-        {"art1", {{3, 0, 0x207, 0, -12800}, {0, 0, 0x207, 0, 0}, {0, 0, 0x20A, 0, 0}}, V + 15, 0.5},
+        {"art1", {{2, 0, 0x206, 0, 1200}, {0, 0, 0x206, 0, 0}}, {{V + 6, 2}}},
+        {"art1", {{3, 0, 0x207, 0, -12800}, {0, 0, 0x207, 0, 0}, {0, 0, 0x20A, 0, 0}}, {{V + 15, 0.5}}},
         {"art1",
          {{3, 0, 0x207, 0, -12800}, {0, 0, 0x207, 0, 6000}, {0, 0, 0x20A, 0, 0}},
-         V + 13,
-         100 / 96.0},  // 6000 less what key 60 takes away
+         {{V + 13, 100 / 96.0}}},  // 6000 less what key 60 takes away
         // LFOs. The only one of level 1 is the vibrato.
-        {"art1", {{1, 0, 3, 0, 25}}, 3, 0.25},
-        {"art1", {{1, 0x81, 3, 0, 50}}, 4, 0.5},
-        {"art1", {{1, 0x81, 3, 0, 50}}, 66, 5},
-        {"art1", {{1, 0x81, 3, 0, 50}}, 67, 0.01},
-        {"art1", {{1, 0x81, 3, 0, 50}, {0, 0, 0x104, 0, -2451}}, 66, 1.985},
-        {"art1", {{1, 0, 1, 0, 30}}, 19, 3},
-        {"art2", {{1, 0, 3, 0, 25}}, 7, 0.25},
-        {"art2", {{9, 8, 3, 0, 25}}, 5, 0.25},
-        {"art2", {{1, 0x81, 0x500, 0, 1200}}, 30, 12},
-        {"art2", {{9, 0x81, 3, 0x200, 25}}, 3, 0.25},  // the control upside down
-        {"art2", {{9, 0x81, 3, 0x200, 25}}, 4, -0.25},
+        {"art1", {{1, 0, 3, 0, 25}}, {{3, 0.25}}},
+        {"art1", {{1, 0x81, 3, 0, 50}}, {{4, 0.5}, {66, 5}, {67, 0.01}}},
+        {"art1", {{1, 0x81, 3, 0, 50}, {0, 0, 0x104, 0, -2451}}, {{66, 1.985}}},
+        {"art1", {{1, 0, 1, 0, 30}}, {{19, 3}}},
+        {"art2", {{1, 0, 3, 0, 25}}, {{7, 0.25}}},
+        {"art2", {{9, 8, 3, 0, 25}}, {{5, 0.25}}},
+        {"art2", {{1, 0x81, 0x500, 0, 1200}}, {{30, 12}}},
+        // the control upside down
+        {"art2", {{9, 0x81, 3, 0x200, 25}}, {{3, 0.25}, {4, -0.25}}},
         // Controllers.
-        {"art2", {{2, 0, 1, 0x8400, -480}}, 15, 48},
-        {"art1", {{2, 0, 1, 1, -960}}, 15, 96},
-        {"art2", {{2, 0, 0x500, 0, 2400}}, 25, 12},
-        {"art2", {{3, 0, 0x500, 0, 6400}}, 26, 64},
-        {"art2", {{6, 0x100, 3, 0x4000, 12700}}, 2, 2},
-        {"art2", {{0xDB, 0, 0x81, 0, 500}}, 58, 0.5},
+        {"art2", {{2, 0, 1, 0x8400, -480}}, {{15, 48}}},
+        {"art1", {{2, 0, 1, 1, -960}}, {{15, 96}}},
+        {"art2", {{2, 0, 0x500, 0, 2400}}, {{25, 12}}},
+        {"art2", {{3, 0, 0x500, 0, 6400}}, {{26, 64}}},
+        {"art2", {{6, 0x100, 3, 0x4000, 12700}}, {{2, 2}}},
+        {"art2", {{0xDB, 0, 0x81, 0, 500}}, {{58, 0.5}}},
         // Said, not played: a reserved place, breath to cutoff, volume of another law.
-        {"art2", {{0, 0, 0x30C, 0, 5}}, 23, 0, 1},
-        {"art2", {{0x82, 0, 0x500, 0, 5}}, 23, 0, 1},
-        {"art2", {{0x87, 0, 1, 0x8400, -480}}, 14, 0, 1},
+        {"art2", {{0, 0, 0x30C, 0, 5}}, {{23, 0}}, 1},
+        {"art2", {{0x82, 0, 0x500, 0, 5}}, {{23, 0}}, 1},
+        {"art2", {{0x87, 0, 1, 0x8400, -480}}, {{14, 0}}, 1},
     };
     for (const Case& each : cases) {
         ASSERT_TRUE(openArticulation(articulationChunk(each.id, each.connections)));
-        EXPECT_NEAR(value(each.parameter), each.expected, 1e-3 * std::max(0.1, std::fabs(each.expected)))
-            << "case " << &each - cases << ", parameter " << each.parameter;
+        for (const auto& [parameter, expected] : each.expected)
+            EXPECT_NEAR(value(parameter), expected, 1e-3 * std::max(0.1, std::fabs(expected)))
+                << "case " << &each - cases << ", parameter " << parameter;
         EXPECT_EQ(ui.warnings.size(), each.warnings) << "case " << &each - cases;
     }
     // A region's connection takes the place of the instrument's of the same ends.
@@ -221,44 +191,17 @@ TEST_F(Dls, ConditionsChooseLists) {
 }
 
 TEST_F(Dls, ABankInsideAnotherFile) {
-    const Bytes bank =
-        dlsBank({dlsInstrument("i", 0, 0, dlsRegion(0, 127, 0, 0))}, {dlsWave("w", {1, 2, -3})});
-    Bytes outer = Bytes().text("something else").add(bank).text("and more");
-    OpenFile file;
-    file.input = File::fromBytes(outer.data, "song.rmi");
-    file.path = "song.rmi";
-    file.ui = &ui;
-    ASSERT_TRUE(readDlsForm(collection, file, 14, bank.size())) << LastErrorText;
-    ASSERT_EQ(collection.count(ItemKind::Waveform), 1u);
-    Waveform& waveform = *collection.all<Waveform>().front();
-    ASSERT_TRUE(waveform.loadSamples());
-    EXPECT_EQ(waveform.samples()[2] * 32768, -3);
-    EXPECT_EQ(collection.all<Region>().front()->waveform(), &waveform);
-    collection.clear();
-    EXPECT_FALSE(readDlsForm(collection, file, 13, bank.size()));
-    EXPECT_EQ(LastErrorText, "Not a DLS bank");
+    expectReadInside(dlsBank({dlsInstrument("i", 0, 0, dlsRegion(0, 127, 0, 0))}, {dlsWave("w", {1, 2, -3})}),
+                     readDlsForm, 2, -3, "Not a DLS bank");
 }
 
 TEST_F(Dls, DamageIsSurvivedAndSaid) {
-    const Bytes whole = dlsBank(
+    expectDamageSurvived(dlsBank(
         {dlsInstrument("i", 0, 0,
                        dlsRegion(0, 127, 0, 0, waveSampleChunk(60, 0, 0, 0, 1, 5))
                            .add(dlsRegion(0, 127, 0, 1, chunk("cdl ", Bytes().u16(0x10).u32(1)))),
                        articulationChunk("art2", {{0, 0, 4, 0, 100}, {1, 0x81, 3, 0, 50}}))},
-        {dlsWave("w", {1, 2, 3, 4, 5, 6, 7, 8}), dlsWave("v", {1, 2}, waveSampleChunk(60, 0, 0, 0, 0, 2))});
-    for (std::size_t size = 0; size < whole.size(); size += 3) {
-        Bytes cut = whole;
-        cut.data.resize(size);
-        EXPECT_TRUE(open(cut) || !LastErrorText.empty()) << size;
-    }
-    for (std::size_t at = 0; at + 1 < whole.size(); ++at) {
-        Bytes wrong = whole;
-        wrong.data[at] = wrong.data[at + 1] = 0xFF;
-        if (open(wrong)) {
-            for (Waveform* waveform : collection.all<Waveform>())
-                waveform->loadSamples();
-        }
-    }
+        {dlsWave("w", {1, 2, 3, 4, 5, 6, 7, 8}), dlsWave("v", {1, 2}, waveSampleChunk(60, 0, 0, 0, 0, 2))}));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@ namespace {
 
 using namespace test;
 
+constexpr int kRmiRow = 341, kRmiWriterRow = 342, kRmiWithDlsRow = 343;
+
 using RiffMidi = MidiFiles;
 
 TEST_F(RiffMidi, GivesTextsAndASong) {
@@ -17,10 +19,12 @@ TEST_F(RiffMidi, GivesTextsAndASong) {
                       text("ICOP", "Copyright"), text("IENG", "Engineer"), text("IPRD", "Product"),
                       text("ISFT", "?"), text("IKEY", "C")});
     const Bytes display = chunk("DISP", Bytes().u32(1).text(std::string(200, 'D')));
-    const Bytes dls = form("RIFF", "DLS ", {text("INAM", "Bank")});
+    const Bytes dls = riff("DLS ", {text("INAM", "Bank")});
     const Bytes unpadded = songFile(0, {Stream{0, 0x90, 60, 1, 9, 60, 0, 0, 0xFF, 0x2F, 0}});
-    Bytes open0 = form("RIFF", "RMID", {data, info});
+    Bytes open0 = riff("RMID", {data, info});
     open0.data[4] = open0.data[5] = 0;
+    Bytes noPad = Bytes().text("RIFF").u32(4 + 8 + unpadded.size() + info.size()).text("RMID");
+    noPad.text("data").u32(unpadded.size()).add(unpadded).add(info);
     struct Case {
         const char* name;
         Bytes bytes;
@@ -28,32 +32,23 @@ TEST_F(RiffMidi, GivesTextsAndASong) {
         const char* warning;
     };
     const Case cases[] = {
-        {"song alone", form("RIFF", "RMID", {data}), "tune/////", ""},
-        {"texts", form("RIFF", "RMID", {data, info}), "Name/Artist/Comment/Copyright/Engineer/Product", ""},
-        {"texts before the song do not count", form("RIFF", "RMID", {info, display, data}), "tune/////", ""},
-        {"the last name counts, 128 bytes of it", form("RIFF", "RMID", {data, info, display}),
+        {"song alone", riff("RMID", {data}), "tune/////", ""},
+        {"texts", riff("RMID", {data, info}), "Name/Artist/Comment/Copyright/Engineer/Product", ""},
+        {"texts before the song do not count", riff("RMID", {info, display, data}), "tune/////", ""},
+        {"the last name counts, 128 bytes of it", riff("RMID", {data, info, display}),
          std::string(128, 'D') + "/Artist/Comment/Copyright/Engineer/Product", ""},
-        {"a picture is no name", form("RIFF", "RMID", {data, chunk("DISP", Bytes().u32(8).text("BM"))}),
-         "tune/////", ""},
-        {"lists in lists", form("RIFF", "RMID", {list("wrap", {data, list("more", {text("IART", "Deep")})})}),
+        {"a picture is no name", riff("RMID", {data, chunk("DISP", Bytes().u32(8).text("BM"))}), "tune/////",
+         ""},
+        {"lists in lists", riff("RMID", {list("wrap", {data, list("more", {text("IART", "Deep")})})}),
          "tune/Deep////", ""},
-        {"instruments", form("RIFF", "RMID", {dls, data}), "tune/////",
+        {"instruments", riff("RMID", {dls, data}), "tune/////",
          "The instruments inside the file can not be read: "},
-        {"instruments that the size leaves out", form("RIFF", "RMID", {data}).add(dls), "tune/////",
+        {"instruments that the size leaves out", riff("RMID", {data}).add(dls), "tune/////",
          "The instruments inside the file can not be read: "},
-        {"a SoundFont bank", form("RIFF", "RMID", {data, form("RIFF", "sfbk", {})}), "tune/////",
+        {"a SoundFont bank", riff("RMID", {data, riff("sfbk", {})}), "tune/////",
          "The instruments inside the file can not be read: "},
         {"size 0", open0, "Name/Artist/Comment/Copyright/Engineer/Product", ""},
-        {"no pad byte",
-         Bytes()
-             .text("RIFF")
-             .u32(4 + 8 + unpadded.size() + info.size())
-             .text("RMID")
-             .text("data")
-             .u32(unpadded.size())
-             .add(unpadded)
-             .add(info),
-         "Name/Artist/Comment/Copyright/Engineer/Product", ""},
+        {"no pad byte", noPad, "Name/Artist/Comment/Copyright/Engineer/Product", ""},
     };
     ASSERT_EQ(unpadded.size() % 2, 1u);
     for (const Case& each : cases) {
@@ -71,10 +66,10 @@ TEST_F(RiffMidi, GivesTextsAndASong) {
         }
     }
     const std::pair<Bytes, const char*> wrong[] = {
-        {form("RIFF", "WAVE", {data}), "Not a RIFF-RMID file"},
+        {riff("WAVE", {data}), "Not a RIFF-RMID file"},
         {form("RIFX", "RMID", {data}), "Not a RIFF-RMID file"},
-        {form("RIFF", "RMID", {info}), "Invalid or corrupt Midi file"},
-        {form("RIFF", "RMID", {chunk("data", Bytes().text("nothing here"))}), "Invalid or corrupt Midi file"},
+        {riff("RMID", {info}), "Invalid or corrupt Midi file"},
+        {riff("RMID", {chunk("data", Bytes().text("nothing here"))}), "Invalid or corrupt Midi file"},
     };
     for (const auto& [bytes, message] : wrong) {
         EXPECT_FALSE(openAs(bytes, kRmiRow));
@@ -102,6 +97,9 @@ TEST_F(RiffMidi, WritesTheSongAndItsTexts) {
         ASSERT_TRUE(open(expected, "again.rmi"));
         EXPECT_EQ(saved(song(), "again.mid", kMidRow), inner.data);
     }
+    EXPECT_FALSE(saveItem(&song(), kRmiWithDlsRow, folder / "no.rmi", services));
+    EXPECT_EQ(LastErrorText,
+              "Writing \"RIFF-MIDI w DLS level 1 instruments\" files is not supported in this build");
 }
 
 }  // namespace

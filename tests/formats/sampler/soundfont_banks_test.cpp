@@ -1,37 +1,27 @@
 // Real banks, compared item by item with a reading of their own (soundfont_oracle.py), and their list of
 // presets with a player's.
-#include <gtest/gtest.h>
-
 #include <array>
-
 #include <fstream>
 #include <set>
 
-#include "base/error.h"
 #include "base/text.h"
+#include "formats/framework/collection_fixture.h"
 #include "items/region_parameters.h"
 #include "test_places.h"
-#include "test_tools.h"
 
 namespace velor {
 namespace {
 
 using namespace test;
 
-struct RealBanks : testing::TestWithParam<const char*> {
+struct RealBanks : CollectionFixture, testing::WithParamInterface<const char*> {
     RealBanks() {
-        services.ui = &ui;
         LoadOptions& load = services.load;
         load.autoMergeStereo = load.autoCompactLayers = load.autoMoveTriggerParams = false;
         load.autoSortColl = load.autoSortWaves = load.ensureUniqueNames = false;
     }
 
     std::string path() const { return "/usr/share/sounds/sf2/" + std::string(GetParam()); }
-
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
-    TemporaryFolder folder;
 };
 
 std::vector<std::string> fieldsOf(const std::string& line) {
@@ -141,10 +131,7 @@ TEST_P(RealBanks, HaveThePresetsThatAPlayerLists) {
         found.insert(formatText("%03d-%03d %s",
                                 each->patch.drum() ? 128 : static_cast<int>(each->patch.bankMsb()),
                                 static_cast<int>(each->patch.program()), each->name().c_str()));
-    writeFile(folder / "commands", [] {
-        const std::string text = "inst 1\nquit\n";
-        return std::vector<Byte>(text.begin(), text.end());
-    }());
+    std::ofstream(folder / "commands") << "inst 1\nquit\n";
     // The player takes its commands from a file and lists the presets; the sound goes nowhere.
     ASSERT_TRUE(run("(fluidsynth -q -a file -o audio.file.name=/dev/null -o shell.prompt='' -f " +
                     quoted(folder / "commands") + " " + path() + " < /dev/null > " + quoted(folder / "list") +

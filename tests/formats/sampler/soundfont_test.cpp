@@ -1,9 +1,5 @@
 #include "formats/sampler/soundfont_reader.h"
 
-#include <gtest/gtest.h>
-
-#include "base/error.h"
-#include "formats/framework/format_table.h"
 #include "formats/sampler/bank_builder.h"
 #include "items/region_parameters.h"
 
@@ -12,39 +8,11 @@ namespace {
 
 using namespace test;
 
-constexpr int kSoundFontRow = 379;
+struct SoundFont : BankFixture {
+    SoundFont() : BankFixture("bank.sf2") {}
 
-struct SoundFont : testing::Test {
-    SoundFont() {
-        services.ui = &ui;
-        services.load.autoMergeStereo = services.load.autoCompactLayers = false;
-    }
-
-    bool open(const Bytes& bytes) {
-        ui.warnings.clear();
-        LastErrorText.clear();
-        collection.clear();
-        const auto file = File::fromBytes(bytes.data, "bank.sf2");
-        return openInput(collection, file, "bank.sf2", true, services);
-    }
+    using BankFixture::open;
     bool open(const SoundFontBuilder& bank) { return open(bank.build()); }
-    // The only region of a bank with these zones; nullptr when there is not exactly one.
-    Region* region(const BankZone& preset, const BankZone& instrument) {
-        if (!open(SoundFontBuilder::simple(preset, instrument)))
-            return nullptr;
-        const auto regions = collection.all<Region>();
-        return regions.size() == 1 ? regions.front() : nullptr;
-    }
-    double value(const BankZone& preset, const BankZone& instrument, int number) {
-        const Region* only = region(preset, instrument);
-        return only ? resolveArticulation(nullptr, nullptr,
-                                          &only->articulation)[static_cast<std::size_t>(number)]
-                    : NAN;
-    }
-
-    RecordingInterface ui;
-    PipelineServices services;
-    Collection collection;
 };
 
 double hertz(double cents) {
@@ -58,146 +26,127 @@ double seconds(double timecents) {
 TEST_F(SoundFont, GeneratorsBecomeParameters) {
     struct Case {
         Generators instrument, preset;
-        int parameter;
-        double expected;
+        std::vector<std::pair<int, double>> expected;  // parameter and value
     };
     const int V = parameter::VEnvelope, P = parameter::PEnvelope, F = parameter::FEnvelope;
     const Case cases[] = {
         // Tuning: instrument and preset add; each tune stops at its own limit.
-        {{{51, 3}, {52, 20}}, {{51, -1}, {52, 5}}, 0, 2.25},
-        {{{52, 90}}, {{52, 90}}, 0, 0.99},
-        {{{56, 50}}, {}, 1, 0.5},
-        {{{51, -60}, {56, 50}}, {}, 0, -48},  // the rest is in the root key
-        {{}, {}, 2, 2},
-        {{{46, 48}}, {}, 0, -12},  // a forced key: the same pitch on all keys
-        {{{46, 48}}, {}, 1, 0},
+        {{{51, 3}, {52, 20}}, {{51, -1}, {52, 5}}, {{0, 2.25}}},
+        {{{52, 90}}, {{52, 90}}, {{0, 0.99}}},
+        {{{56, 50}}, {}, {{1, 0.5}}},
+        {{{51, -60}, {56, 50}}, {}, {{0, -48}}},  // the rest is in the root key
+        {{}, {}, {{2, 2}}},
+        // a forced key: the same pitch on all keys
+        {{{46, 48}}, {}, {{0, -12}, {1, 0}}},
         // Vibrato and modulation LFO.
-        {{{6, 30}}, {{6, 20}}, 3, 0.5},
-        {{{24, 100}}, {}, 66, hertz(100)},
-        {{{6, 30}, {23, -1200}}, {}, 67, 0.5},
-        {{{5, 25}, {22, -600}, {21, 0}}, {}, 7, 0.25},
-        {{{5, 25}, {22, -600}, {21, 0}}, {}, 78, hertz(-600)},
-        {{{5, 25}, {22, -600}, {21, 0}}, {}, 79, 1},
-        {{{22, -600}}, {}, 78, 5},  // not used: left at its default
-        {{{13, 30}, {22, -600}}, {}, 19, 3},
-        {{{13, 30}, {22, -600}}, {}, 70, hertz(-600)},
-        {{{10, 700}, {22, -600}}, {}, 29, 7},
-        {{{10, 700}, {22, -600}}, {}, 74, hertz(-600)},
+        {{{6, 30}}, {{6, 20}}, {{3, 0.5}}},
+        {{{24, 100}}, {}, {{66, hertz(100)}}},
+        {{{6, 30}, {23, -1200}}, {}, {{67, 0.5}}},
+        {{{5, 25}, {22, -600}, {21, 0}}, {}, {{7, 0.25}, {78, hertz(-600)}, {79, 1}}},
+        {{{22, -600}}, {}, {{78, 5}}},  // not used: left at its default
+        {{{13, 30}, {22, -600}}, {}, {{19, 3}, {70, hertz(-600)}}},
+        {{{10, 700}, {22, -600}}, {}, {{29, 7}, {74, hertz(-600)}}},
         // Level.
-        {{{48, 100}}, {{48, 50}}, 14, -6},
-        {{{48, 100}}, {{48, -200}}, 14, 0},
-        {{{17, -250}}, {{17, 100}}, 51, -0.3},
-        {{{17, 450}}, {{17, 450}}, 51, 1},
-        {{{16, 400}}, {}, 57, 0.4},
-        {{{15, 250}}, {}, 61, 0.25},
-        {{}, {}, 58, 0.2},
-        {{}, {}, 62, 0.2},
+        {{{48, 100}}, {{48, 50}}, {{14, -6}}},
+        {{{48, 100}}, {{48, -200}}, {{14, 0}}},
+        {{{17, -250}}, {{17, 100}}, {{51, -0.3}}},
+        {{{17, 450}}, {{17, 450}}, {{51, 1}}},
+        {{{16, 400}}, {}, {{57, 0.4}}},
+        {{{15, 250}}, {}, {{61, 0.25}}},
+        {{}, {}, {{58, 0.2}, {62, 0.2}}},
         // Filter: off only while it is fully open, flat and at rest.
-        {{}, {}, 23, 0},
-        {{{8, 13500}}, {}, 23, 0},
-        {{{8, 6900}}, {}, 23, static_cast<double>(FilterType::LowPass12)},
-        {{{8, 6900}}, {}, 24, 440},
-        {{{8, 6900}}, {{8, 1200}}, 24, 880},
-        {{{9, 65}}, {}, 23, static_cast<double>(FilterType::LowPass12)},
-        {{{9, 65}}, {}, 35, 6.5},
-        {{{11, -2400}}, {}, 33, -24},
-        {{{11, -2400}}, {}, 23, static_cast<double>(FilterType::LowPass12)},
+        {{}, {}, {{23, 0}}},
+        {{{8, 13500}}, {}, {{23, 0}}},
+        {{{8, 6900}}, {}, {{23, static_cast<double>(FilterType::LowPass12)}, {24, 440}}},
+        {{{8, 6900}}, {{8, 1200}}, {{24, 880}}},
+        {{{9, 65}}, {}, {{23, static_cast<double>(FilterType::LowPass12)}, {35, 6.5}}},
+        {{{11, -2400}}, {}, {{33, -24}, {23, static_cast<double>(FilterType::LowPass12)}}},
         // Volume envelope: times of the segments as they last.
-        {{{33, -1200}}, {}, V + 1, 0.5},
-        {{{34, 0}}, {{34, 1200}}, V + 5, 2},
-        {{{35, -2400}}, {}, V + 9, 0.25},
-        {{{36, 1200}, {37, 250}}, {}, V + 13, 0.5},
-        {{{36, 1200}, {37, 250}}, {}, V + 16, std::pow(10, -25.0 / 20)},
-        {{{36, 1200}, {37, 1200}}, {}, V + 13, 2},
-        {{{36, 1200}, {37, 1200}}, {}, V + 16, 0},
-        {{{36, 1200}}, {}, V + 13, 0},
-        {{{38, 600}}, {}, V + 17, seconds(600)},
-        {{}, {}, V + 5, 0},
-        {{{34, 7973}}, {{34, 500}}, V + 5, 100},  // stops at the longest time
-        {{{35, 0}, {39, 50}}, {}, V + 11, std::pow(2, -0.5)},
-        {{{36, 0}, {37, 500}, {40, -100}}, {}, V + 15, 2},
-        {{{35, 0}, {39, 50}, {46, 72}}, {}, V + 9, seconds(-600)},
+        {{{33, -1200}}, {}, {{V + 1, 0.5}}},
+        {{{34, 0}}, {{34, 1200}}, {{V + 5, 2}}},
+        {{{35, -2400}}, {}, {{V + 9, 0.25}}},
+        {{{36, 1200}, {37, 250}}, {}, {{V + 13, 0.5}, {V + 16, std::pow(10, -25.0 / 20)}}},
+        {{{36, 1200}, {37, 1200}}, {}, {{V + 13, 2}, {V + 16, 0}}},
+        {{{36, 1200}}, {}, {{V + 13, 0}}},
+        {{{38, 600}}, {}, {{V + 17, seconds(600)}}},
+        {{}, {}, {{V + 5, 0}}},
+        {{{34, 7973}}, {{34, 500}}, {{V + 5, 100}}},  // stops at the longest time
+        {{{35, 0}, {39, 50}}, {}, {{V + 11, std::pow(2, -0.5)}}},
+        {{{36, 0}, {37, 500}, {40, -100}}, {}, {{V + 15, 2}}},
+        {{{35, 0}, {39, 50}, {46, 72}}, {}, {{V + 9, seconds(-600)}}},
         // Modulation envelope: only where it goes.
-        {{{7, 1200}, {26, 0}}, {}, 11, 12},
+        {{{7, 1200}, {26, 0}}, {}, {{11, 12}}},
         // The convex attack: 1 + 5/12 log10(time), met exactly at an eighth or so of its time.
-        {{{7, 1200}, {26, 0}}, {}, P + 1, 0.12},
-        {{{7, 1200}, {26, 0}}, {}, P + 4, 1 + 5.0 / 12 * std::log10(0.12)},
-        {{{7, 1200}, {26, 0}}, {}, P + 5, 0.88},
-        {{{7, 1200}, {26, 0}, {25, -1200}}, {}, P + 1, 0.5},  // a delay leaves a straight line
-        {{{7, 1200}, {26, 0}, {25, -1200}}, {}, P + 5, 1},
-        {{{7, 1200}, {26, 0}}, {}, F + 5, 0},
-        {{{11, 1200}, {28, 1200}, {29, 250}}, {}, F + 13, 0.5},
-        {{{11, 1200}, {28, 1200}, {29, 250}}, {}, F + 16, 0.75},
-        {{{11, 1200}, {30, 0}}, {}, F + 17, 1},
-        {{{26, 0}}, {}, P + 5, 0},
+        {{{7, 1200}, {26, 0}}, {}, {{P + 1, 0.12}, {P + 4, 1 + 5.0 / 12 * std::log10(0.12)}, {P + 5, 0.88}}},
+        // a delay leaves a straight line
+        {{{7, 1200}, {26, 0}, {25, -1200}}, {}, {{P + 1, 0.5}, {P + 5, 1}}},
+        {{{7, 1200}, {26, 0}}, {}, {{F + 5, 0}}},
+        {{{11, 1200}, {28, 1200}, {29, 250}}, {}, {{F + 13, 0.5}, {F + 16, 0.75}}},
+        {{{11, 1200}, {30, 0}}, {}, {{F + 17, 1}}},
+        {{{26, 0}}, {}, {{P + 5, 0}}},
     };
     for (const Case& each : cases) {
-        const double actual = value({each.preset, {}}, {each.instrument, {}}, each.parameter);
-        EXPECT_NEAR(actual, each.expected, 1e-5 * std::max(1.0, std::fabs(each.expected)))
-            << "case " << &each - cases << ", parameter " << each.parameter;
+        ASSERT_TRUE(open(SoundFontBuilder::simple({each.preset, {}}, {each.instrument, {}})));
+        for (const auto& [parameter, expected] : each.expected)
+            EXPECT_NEAR(value(parameter), expected, 1e-5 * std::max(1.0, std::fabs(expected)))
+                << "case " << &each - cases << ", parameter " << parameter;
     }
 }
 
 TEST_F(SoundFont, ModulatorsBecomeParameters) {
     struct Case {
         std::vector<Modulator> instrument, preset;
-        int parameter;
-        double expected;
+        std::vector<std::pair<int, double>> expected;  // parameter and value
         unsigned warnings = 0;
     };
     const int V = parameter::VEnvelope;
     const Case cases[] = {
         // The defaults.
-        {{}, {}, 15, 96},
-        {{}, {}, 4, 0.5},
-        {{}, {}, 5, 0.5},
-        {{}, {}, 52, 1},
-        {{}, {}, 25, 0},
+        {{}, {}, {{15, 96}, {4, 0.5}, {5, 0.5}, {52, 1}, {25, 0}}},
         // An instrument's replaces the default, a preset's adds to it.
-        {{{0x0502, 48, 480}}, {}, 15, 48},
-        {{{0x0502, 48, 0}}, {}, 15, 0},
-        {{{0x0502, 48, 480}}, {{0x0502, 48, 240}}, 15, 72},
-        {{}, {{0x0502, 48, -960}}, 15, 0},
-        {{{0x0402, 48, 480}}, {}, 15, 48},  // the other way round: 96 less 48
-        {{{0x0081, 6, 0}}, {{0x0081, 6, 25}}, 4, 0.25},
-        {{{0x00DB, 16, 1000}}, {}, 58, 1},
-        {{{0x00DD, 15, 0}}, {}, 62, 0},
-        {{{0x020E, 52, 6350, 0x0010}}, {}, 2, 1},
-        {{{0x020E, 52, 0, 0x0010}, {0x020E, 52, 700}}, {}, 2, 7},
-        {{{0x028A, 17, 1000}}, {}, 52, 1},
+        {{{0x0502, 48, 480}}, {}, {{15, 48}}},
+        {{{0x0502, 48, 0}}, {}, {{15, 0}}},
+        {{{0x0502, 48, 480}}, {{0x0502, 48, 240}}, {{15, 72}}},
+        {{}, {{0x0502, 48, -960}}, {{15, 0}}},
+        {{{0x0402, 48, 480}}, {}, {{15, 48}}},  // the other way round: 96 less 48
+        {{{0x0081, 6, 0}}, {{0x0081, 6, 25}}, {{4, 0.25}}},
+        {{{0x00DB, 16, 1000}}, {}, {{58, 1}}},
+        {{{0x00DD, 15, 0}}, {}, {{62, 0}}},
+        {{{0x020E, 52, 6350, 0x0010}}, {}, {{2, 1}}},
+        {{{0x020E, 52, 0, 0x0010}, {0x020E, 52, 700}}, {}, {{2, 7}}},
+        {{{0x028A, 17, 1000}}, {}, {{52, 1}}},
         // Controllers from 0 up, from the top down, and around the middle.
-        {{{0x0081, 8, -2400}}, {}, 27, -24},
-        {{{0x0181, 8, -2400}}, {}, 27, 24},
-        {{{0x0181, 8, -6600}}, {}, 24, 440},
-        {{{0x0281, 13, 20}}, {}, 20, 4},
-        {{{0x0281, 13, 20}}, {}, 19, -2},
-        {{{0x0102, 8, -2400}}, {}, 25, 12},
-        {{{0x0102, 8, -2400}}, {}, 24, hertz(12300)},
-        {{{0x0002, 8, 2400}}, {}, 25, 12},
-        {{{0x0202, 10, 600}}, {}, 32, 6},
-        {{{0x0002, 9, 120}}, {}, 36, 12},
-        {{{0x000D, 9, 30}}, {}, 38, 3},
-        {{{0x000D, 48, 60}}, {}, 18, -6},
-        {{{0x000A, 5, 80}}, {}, 9, 0.8},
-        {{{0x000A, 6, 80}}, {}, 5, 0.5},  // both pressures are one controller here
-        {{{0x0002, 34, 1200}}, {}, V + 6, 2},
-        {{{0x0102, 38, 1200}}, {}, V + 23, 0.5},
-        {{{0x0003, 38, -1280}}, {}, V + 24, std::pow(2, -0.1)},
-        {{{0x0203, 17, 640}}, {}, 53, 0.24},
-        {{{0x0000, 9, 50}}, {}, 35, 5},  // no controller counts as 1
+        {{{0x0081, 8, -2400}}, {}, {{27, -24}}},
+        {{{0x0181, 8, -2400}}, {}, {{27, 24}}},
+        {{{0x0181, 8, -6600}}, {}, {{24, 440}}},
+        {{{0x0281, 13, 20}}, {}, {{20, 4}, {19, -2}}},
+        {{{0x0102, 8, -2400}}, {}, {{25, 12}, {24, hertz(12300)}}},
+        {{{0x0002, 8, 2400}}, {}, {{25, 12}}},
+        {{{0x0202, 10, 600}}, {}, {{32, 6}}},
+        {{{0x0002, 9, 120}}, {}, {{36, 12}}},
+        {{{0x000D, 9, 30}}, {}, {{38, 3}}},
+        {{{0x000D, 48, 60}}, {}, {{18, -6}}},
+        {{{0x000A, 5, 80}}, {}, {{9, 0.8}}},
+        {{{0x000A, 6, 80}}, {}, {{5, 0.5}}},  // both pressures are one controller here
+        {{{0x0002, 34, 1200}}, {}, {{V + 6, 2}}},
+        {{{0x0102, 38, 1200}}, {}, {{V + 23, 0.5}}},
+        {{{0x0003, 38, -1280}}, {}, {{V + 24, std::pow(2, -0.1)}}},
+        {{{0x0203, 17, 640}}, {}, {{53, 0.24}}},
+        {{{0x0000, 9, 50}}, {}, {{35, 5}}},  // no controller counts as 1
         // What has no counterpart is said.
-        {{{0x0502, 8, 1000}}, {}, 25, -5, 1},         // concave, played straight
-        {{{0x0582, 8, 1000}}, {}, 23, 0, 1},          // breath controller, falling
-        {{{0x0D02, 8, 1000}}, {}, 23, 0, 1},          // switch
-        {{{0x0002, 8, 1000, 0x0003}}, {}, 23, 0, 1},  // product of two controllers
-        {{{0x0002, 8, 0, 0x0003}}, {}, 23, 0, 0},     // of no effect
-        {{{0x0587, 48, 0}}, {}, 14, 0, 1},            // volume made dead
-        {{{0x00FF, 0x8000, 100}}, {}, 14, 0, 1},      // linked modulators
+        {{{0x0502, 8, 1000}}, {}, {{25, -5}}, 1},         // concave, played straight
+        {{{0x0582, 8, 1000}}, {}, {{23, 0}}, 1},          // breath controller, falling
+        {{{0x0D02, 8, 1000}}, {}, {{23, 0}}, 1},          // switch
+        {{{0x0002, 8, 1000, 0x0003}}, {}, {{23, 0}}, 1},  // product of two controllers
+        {{{0x0002, 8, 0, 0x0003}}, {}, {{23, 0}}, 0},     // of no effect
+        {{{0x0587, 48, 0}}, {}, {{14, 0}}, 1},            // volume made dead
+        {{{0x00FF, 0x8000, 100}}, {}, {{14, 0}}, 1},      // linked modulators
     };
     for (const Case& each : cases) {
-        const double actual = value({{}, each.preset}, {{}, each.instrument}, each.parameter);
-        EXPECT_NEAR(actual, each.expected, 1e-5 * std::max(1.0, std::fabs(each.expected)))
-            << "case " << &each - cases << ", parameter " << each.parameter;
+        ASSERT_TRUE(open(SoundFontBuilder::simple({{}, each.preset}, {{}, each.instrument})));
+        for (const auto& [parameter, expected] : each.expected)
+            EXPECT_NEAR(value(parameter), expected, 1e-5 * std::max(1.0, std::fabs(expected)))
+                << "case " << &each - cases << ", parameter " << parameter;
         EXPECT_EQ(ui.warnings.size(), each.warnings) << "case " << &each - cases;
     }
 }
@@ -313,7 +262,6 @@ TEST_F(SoundFont, LoopsKeysAndPartsOfSamples) {
                           zone(5, {{54, 1}, {2, 800}}),               // loop upside down
                           zone(6, {{54, 2}, {4, 1}, {0, -8}}, 1)}}};  // coarse offset
     bank.presets = {{"p", 0, 0, {{{{41, 0}}, {}}}}};
-    services.load.autoSortWaves = false;
     ASSERT_TRUE(open(bank));
     std::vector<const Region*> by(7);
     for (const Region* each : collection.all<Region>())
@@ -422,22 +370,8 @@ TEST_F(SoundFont, StereoHalvesJoinOnlyWhenTheyLieAtTheSides) {
 }
 
 TEST_F(SoundFont, DamageIsSurvivedAndSaid) {
-    auto bank = SoundFontBuilder::simple({{{48, 10}}, {{0x0081, 6, 10}}}, {{{17, 10}, {54, 1}}, {}});
-    const Bytes whole = bank.build();
-    // Cut anywhere, every word made the largest, every byte flipped.
-    for (std::size_t size = 0; size < whole.size(); size += 7) {
-        Bytes cut = whole;
-        cut.data.resize(size);
-        EXPECT_TRUE(open(cut) || !LastErrorText.empty()) << size;
-    }
-    for (std::size_t at = 0; at + 1 < whole.size(); ++at) {
-        Bytes wrong = whole;
-        wrong.data[at] = wrong.data[at + 1] = 0xFF;
-        if (open(wrong)) {
-            for (Waveform* waveform : collection.all<Waveform>())
-                waveform->loadSamples();
-        }
-    }
+    expectDamageSurvived(
+        SoundFontBuilder::simple({{{48, 10}}, {{0x0081, 6, 10}}}, {{{17, 10}, {54, 1}}, {}}).build());
     EXPECT_FALSE(open(chunk("RIFF", Bytes().text("sfbk"))));
     EXPECT_EQ(LastErrorText,
               "The SoundFont bank has no presets and instruments: the file is cut short or damaged");
@@ -455,19 +389,7 @@ TEST_F(SoundFont, AFileThatAsksForMillionsOfRegionsGetsAWarning) {
 TEST_F(SoundFont, ABankInsideAnotherFile) {
     auto bank = SoundFontBuilder::simple({}, {});
     bank.points[3] = -77;
-    const Bytes whole = bank.build();
-    const Bytes outer = Bytes().text("a song").add(whole).text("and more");
-    OpenFile file;
-    file.input = File::fromBytes(outer.data, "song.rmi");
-    file.path = "song.rmi";
-    file.ui = &ui;
-    ASSERT_TRUE(readSoundFontForm(collection, file, 6, whole.size())) << LastErrorText;
-    ASSERT_EQ(collection.count(ItemKind::Waveform), 1u);
-    Waveform& waveform = *collection.all<Waveform>().front();
-    ASSERT_TRUE(waveform.loadSamples());
-    EXPECT_EQ(waveform.samples()[3] * 32768, -77);
-    EXPECT_FALSE(readSoundFontForm(collection, file, 7, whole.size()));
-    EXPECT_EQ(LastErrorText, "Not a SoundFont bank");
+    expectReadInside(bank.build(), readSoundFontForm, 3, -77, "Not a SoundFont bank");
 }
 
 TEST_F(SoundFont, MissingPadBytesAreForgiven) {

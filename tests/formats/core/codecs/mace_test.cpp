@@ -39,15 +39,11 @@ TEST(Mace, UpperBytesAreThoseOfFfmpeg) {
         SCOPED_TRACE(std::string(each.type) + " channels " + std::to_string(each.channels));
         constexpr std::size_t kPackets = 20000;
         const auto data = codes(kPackets, MaceDecoder::packetBytes(each.ratio, each.channels));
-        Bytes comm, ssnd, version;
-        comm.be16(static_cast<unsigned>(each.channels)).be32(kPackets).be16(8);
-        comm.be16(0x400D).be32(0xAC440000).be32(0).text(each.type).u8(0).u8(0);  // 22050 Hz, no name
-        ssnd.zeros(8).data.insert(ssnd.data.end(), data.begin(), data.end());
-        version.be32(0xA2805140);
-        const Bytes form =
-            test::form("FORM", "AIFC",
-                       {iffChunk("FVER", version), iffChunk("COMM", comm), iffChunk("SSND", ssnd)}, true);
-        writeFile(folder / "in.aifc", form.data);
+        writeFile(folder / "in.aifc",
+                  aiff({comm(static_cast<unsigned>(each.channels), kPackets, 8, each.type),
+                        ssnd(Bytes().add(data))},
+                       "AIFC")
+                      .data);
         ASSERT_TRUE(run("ffmpeg -v error -y -i " + quoted(folder / "in.aifc") + " -f s16le " +
                         quoted(folder / "out.raw")));
         const auto theirs = readFile(folder / "out.raw");

@@ -33,44 +33,32 @@ const Bytes kThree = Bytes().u8(10).u8(20).u8(30);
 const Bytes kTwo = Bytes().u8(40).u8(50);
 
 TEST_F(CreativeVoice, BlocksJoin) {
-    const struct {
-        const char* what;
-        Bytes file;
-        std::vector<float> samples;
-        double loopStart, loopEnd;
-    } cases[] = {
-        {"continued", voice({sound(kThree), block(2, kTwo)}), unsigned8({10, 20, 30, 40, 50}), 0, 0},
-        {"no end mark and a marker", voice({block(4, Bytes().u16(7)), sound(kTwo)}), unsigned8({40, 50}), 0,
-         0},
-        // Three frames of silence at twice the rate are two frames (1.5, rounded).
-        {"silence", voice({sound(kTwo), block(3, Bytes().u16(2).u8(206)), block(2, kTwo)}),
-         unsigned8({40, 50, 128, 128, 40, 50}), 0, 0},
-        {"silence first", voice({block(3, Bytes().u16(1).u8(156)), sound(kTwo)}),
-         unsigned8({128, 128, 40, 50}), 0, 0},
-        {"finite repeat",
-         voice({sound(kThree), block(6, Bytes().u16(2)), block(2, kTwo), block(7, {}), block(2, kThree)}),
-         unsigned8({10, 20, 30, 40, 50, 40, 50, 40, 50, 10, 20, 30}), 0, 0},
-        {"endless repeat",
-         voice(
-             {sound(kThree), block(6, Bytes().u16(0xFFFF)), block(2, kTwo), block(7, {}), block(2, kThree)}),
-         unsigned8({10, 20, 30, 40, 50, 10, 20, 30}), 3, 5},
-        {"repeat end without start", voice({sound(kTwo), block(7, {})}), unsigned8({40, 50}), 0, 0},
-        {"two forms of sound",
-         voice({sound(kTwo), block(9, Bytes().u32(10000).u8(16).u8(1).u16(4).u32(0).u16(0x4000))}),
-         {unsigned8({40, 50})[0], unsigned8({40, 50})[1], 0.5f},
-         0,
-         0},
+    const auto expectBlocks = [this](const char* what, const Bytes& file, const std::vector<float>& samples,
+                                     const char* loop = "") {
+        Waveform* waveform = open(file, kVoiceRow, "take");
+        EXPECT_EQ(told(waveform), std::string("take; 10000 Hz x 1") + loop) << what;
+        EXPECT_EQ(samplesOf(waveform), samples) << what;
     };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.what);
-        Waveform* waveform = open(each.file, kVoiceRow);
-        ASSERT_TRUE(waveform) << LastErrorText;
-        EXPECT_EQ(samplesOf(waveform), each.samples);
-        EXPECT_EQ(waveform->sampleRate, 10000u);
-        EXPECT_EQ(waveform->looped, each.loopEnd > 0);
-        EXPECT_EQ(waveform->loopStart, each.loopStart);
-        EXPECT_EQ(waveform->loopEnd, each.loopEnd);
-    }
+    expectBlocks("continued", voice({sound(kThree), block(2, kTwo)}), unsigned8({10, 20, 30, 40, 50}));
+    expectBlocks("no end mark and a marker", voice({block(4, Bytes().u16(7)), sound(kTwo)}),
+                 unsigned8({40, 50}));
+    // Three frames of silence at twice the rate are two frames (1.5, rounded).
+    expectBlocks("silence", voice({sound(kTwo), block(3, Bytes().u16(2).u8(206)), block(2, kTwo)}),
+                 unsigned8({40, 50, 128, 128, 40, 50}));
+    expectBlocks("silence first", voice({block(3, Bytes().u16(1).u8(156)), sound(kTwo)}),
+                 unsigned8({128, 128, 40, 50}));
+    expectBlocks(
+        "finite repeat",
+        voice({sound(kThree), block(6, Bytes().u16(2)), block(2, kTwo), block(7, {}), block(2, kThree)}),
+        unsigned8({10, 20, 30, 40, 50, 40, 50, 40, 50, 10, 20, 30}));
+    expectBlocks(
+        "endless repeat",
+        voice({sound(kThree), block(6, Bytes().u16(0xFFFF)), block(2, kTwo), block(7, {}), block(2, kThree)}),
+        unsigned8({10, 20, 30, 40, 50, 10, 20, 30}), "; forward 3 to 5");
+    expectBlocks("repeat end without start", voice({sound(kTwo), block(7, {})}), unsigned8({40, 50}));
+    expectBlocks("two forms of sound",
+                 voice({sound(kTwo), block(9, Bytes().u32(10000).u8(16).u8(1).u16(4).u32(0).u16(0x4000))}),
+                 {unsigned8({40, 50})[0], unsigned8({40, 50})[1], 0.5f});
 }
 
 // The extension block says channels and rate better than the sound block after it, and only of that one.
@@ -107,14 +95,10 @@ TEST_F(CreativeVoice, ExpansionIsLimited) {
 TEST_F(CreativeVoice, PackedSamplesAreWhatSoxDecodes) {
     if (!haveProgram("sox"))
         GTEST_SKIP() << "SoX is not installed";
-    std::mt19937 random(7);
     for (unsigned codec = 1; codec <= 3; ++codec) {
         SCOPED_TRACE(codec);
-        Bytes codes, more;
-        for (int i = 0; i < 999; ++i) {
-            codes.u8(random() & 255);
-            more.u8(random() & 255);
-        }
+        const Bytes codes = Bytes().add(randomBytes(999, codec)),
+                    more = Bytes().add(randomBytes(999, codec + 3));
         // In one block, and going on in a second one with the decoder's state.
         open(voice({sound(codes, codec), block(2, more)}), kVoiceRow, "packed.voc");
         const auto ours = samplesOf(collection.all<Waveform>().front());

@@ -11,7 +11,15 @@ namespace {
 
 using namespace test;
 
-struct WaveHeaders : WaveFixture {};
+struct WaveHeaders : WaveFixture {
+    // A file's texts, rate, key and loop in words, and its samples.
+    void expectFile(const Bytes& file, int row, const std::string& wanted,
+                    const std::vector<float>& samples) {
+        Waveform* waveform = open(file, row, "take");
+        EXPECT_EQ(told(waveform), wanted);
+        EXPECT_EQ(samplesOf(waveform), samples);
+    }
+};
 
 Bytes padded(const std::string& text, std::size_t width, unsigned fill = 0) {
     return Bytes().text(text).fill(width - text.size(), fill);
@@ -38,12 +46,8 @@ TEST_F(WaveHeaders, SunAudio) {
         file.add(padded("AFsplong name", 16));
         for (const unsigned value : {0x1234u, 0xF000u, 1u, 2u})
             little ? file.u16(value) : file.be16(value);
-        Waveform* waveform = open(file.u8(9), 32);
-        ASSERT_TRUE(waveform) << LastErrorText;
-        EXPECT_EQ(samplesOf(waveform), over(32768, {0x1234, 0xF000 - 0x10000, 1, 2}));
-        EXPECT_EQ(waveform->sampleRate, 8012u);
-        EXPECT_EQ(waveform->channels, 2);
-        EXPECT_EQ(waveform->text(WaveText::Comment), "long name");
+        expectFile(file.u8(9), 32, "take; comment long name; 8012 Hz x 2",
+                   over(32768, {0x1234, 0xF000 - 0x10000, 1, 2}));
     }
     EXPECT_FALSE(open(Bytes().text(".snd").be32(24).be32(4).be32(8).be32(8000).be32(1).zeros(4), 32));
     EXPECT_EQ(LastErrorText, "Unknown sample format or compression");
@@ -51,69 +55,31 @@ TEST_F(WaveHeaders, SunAudio) {
 
 TEST_F(WaveHeaders, Ircam) {
     const Bytes comment = Bytes().u16(1).u16(4).u32(7).u16(2).u16(8).text("a text").zeros(2);
-    const auto header = [&](const Bytes& magic, const Bytes& rate) {
-        Bytes bytes = Bytes().add(magic).add(rate).u32(1).u32(2).add(comment);
-        return bytes.zeros(1024 - bytes.size()).u16(0x4000);
+    const Bytes rate16000 = Bytes().u32(std::bit_cast<std::uint32_t>(16000.0f));
+    const auto header = [&](std::uint32_t magic, const Bytes& rate) {
+        return Bytes().u32(magic).add(rate).u32(1).u32(2).add(comment).resize(1024).u16(0x4000);
     };
-    const struct {
-        const char* what;
-        Bytes file;
-        std::uint32_t rate;
-    } cases[] = {
-        {"MIPS", header(Bytes().u32(0x0003A364), Bytes().u32(std::bit_cast<std::uint32_t>(16000.0f))), 16000},
-        {"wrong machine",
-         header(Bytes().u32(0x0002A364), Bytes().u32(std::bit_cast<std::uint32_t>(16000.0f))), 16000},
-        // 8000 as a number of a VAX.
-        {"VAX", header(Bytes().u32(0x0001A364), Bytes().u8(0xFA).u8(0x46).u16(0)), 8000},
-    };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.what);
-        Waveform* waveform = open(each.file, 378);
-        ASSERT_TRUE(waveform) << LastErrorText;
-        EXPECT_EQ(waveform->sampleRate, each.rate);
-        EXPECT_EQ(waveform->text(WaveText::Comment), "a text");
-        EXPECT_EQ(samplesOf(waveform), std::vector<float>{0.5f});
-    }
+    expectFile(header(0x0003A364, rate16000), 378, "take; comment a text; 16000 Hz x 1", {0.5f});  // MIPS
+    expectFile(header(0x0002A364, rate16000), 378, "take; comment a text; 16000 Hz x 1", {0.5f});  // not so
+    // 8000 as a number of a VAX.
+    expectFile(header(0x0001A364, Bytes().u8(0xFA).u8(0x46).u16(0)), 378, "take; comment a text; 8000 Hz x 1",
+               {0.5f});
     // Behind an .au header.
     Bytes bicsf = Bytes().text(".snd").be32(1024).be32(2).be32(3).be32(8000).be32(1).zeros(4);
     bicsf.be32(0x64A30200).be32(std::bit_cast<std::uint32_t>(8000.0f)).be32(1).be32(2);
-    bicsf.zeros(1024 - bicsf.size()).be16(0x2000);
-    EXPECT_EQ(samplesOf(open(bicsf, 378)), std::vector<float>{0.25f});
+    expectFile(bicsf.resize(1024).be16(0x2000), 378, "take; 8000 Hz x 1", {0.25f});
 }
 
 TEST_F(WaveHeaders, AudioVisualResearch) {
     const auto file = [](unsigned looped, unsigned keys) {
-        return Bytes()
-            .text("2BITLONGNAME")
-            .be16(0)
-            .be16(8)
-            .be16(0)
-            .be16(looped)
-            .be16(keys)
-            .be32(0xFF002EE0)
-            .be32(4)
-            .be32(1)
-            .be32(3)
-            .zeros(6)
-            .add(padded("REST", 20))
-            .add(padded("user text", 64))
-            .u8(0)
-            .u8(128)
-            .u8(255)
-            .u8(64);
+        Bytes head = Bytes().text("2BITLONGNAME").be16(0).be16(8).be16(0).be16(looped).be16(keys);
+        head.be32(0xFF002EE0).be32(4).be32(1).be32(3).zeros(6);
+        return head.add(padded("REST", 20)).add(padded("user text", 64)).u8(0).u8(128).u8(255).u8(64);
     };
-    Waveform* waveform = open(file(0xFFFF, 0xFF45), 34);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(waveform->name(), "LONGNAMEREST");
-    EXPECT_EQ(waveform->text(WaveText::Comment), "user text");
-    EXPECT_EQ(waveform->rootKey, 0x45);
-    EXPECT_EQ(waveform->sampleRate, 12000u);
-    EXPECT_TRUE(waveform->looped);
-    EXPECT_EQ(waveform->loopStart, 1);
-    EXPECT_EQ(waveform->loopEnd, 3);
-    EXPECT_EQ(samplesOf(waveform), over(128, {-128, 0, 127, -64}));
-    EXPECT_FALSE(open(file(0, 0xFFFF), 34)->looped);
-    EXPECT_EQ(open(file(0, 0xFFFF), 34)->rootKey, 60);
+    const auto samples = over(128, {-128, 0, 127, -64});
+    expectFile(file(0xFFFF, 0xFF45), 34,
+               "LONGNAMEREST; comment user text; 12000 Hz x 1; key 69+0; forward 1 to 3", samples);
+    expectFile(file(0, 0xFFFF), 34, "LONGNAMEREST; comment user text; 12000 Hz x 1", samples);
 }
 
 TEST_F(WaveHeaders, SampleVision) {
@@ -128,27 +94,15 @@ TEST_F(WaveHeaders, SampleVision) {
     for (int i = 0; i < 8; ++i)
         file.add(padded("", 10, ' ')).u32(0xFFFFFFFF);
     file.u8(48).u32(31250).u32(0).u32(0xFFFFFFFF);
-    Waveform* waveform = open(file, 394);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(waveform->name(), "Piano");
-    EXPECT_EQ(waveform->text(WaveText::Comment), "a comment");
-    EXPECT_EQ(waveform->rootKey, 48);
-    EXPECT_EQ(waveform->sampleRate, 31250u);
-    EXPECT_EQ(waveform->loopMode, LoopMode::Alternating);
-    EXPECT_EQ(waveform->loopStart, 1);
-    EXPECT_EQ(waveform->loopEnd, 3);
-    EXPECT_EQ(samplesOf(waveform), over(32768, {0x4000, 0, -0x4000, 1}));
+    expectFile(file, 394, "Piano; comment a comment; 31250 Hz x 1; key 48+0; alternating 1 to 3",
+               over(32768, {0x4000, 0, -0x4000, 1}));
 }
 
 TEST_F(WaveHeaders, PsionSeries3InBothByteOrders) {
     for (const bool little : {false, true}) {
         Bytes file = Bytes().text("ALawSoundFile**").u8(0).be16(3856);
         (little ? file.u32(3) : file.be32(3)).zeros(10).u8(0xD5).u8(0x55).u8(0xAA).u8(0);
-        Waveform* waveform = open(file, 331);
-        ASSERT_TRUE(waveform) << LastErrorText;
-        EXPECT_EQ(waveform->frames, 3u);
-        EXPECT_EQ(waveform->sampleRate, 8000u);
-        EXPECT_EQ(waveform->format, SampleFormat::ALaw);
+        expectFile(file, 331, "take; 8000 Hz x 1", over(32768, {8, -8, 32256}));
     }
 }
 
@@ -156,21 +110,13 @@ TEST_F(WaveHeaders, SpeechLaboratories) {
     // ESPS: three shorts a record would be three channels; here one, big-endian.
     Bytes esps =
         Bytes().zeros(4).be32(3000).be32(400).be32(2).be32(0x6A1A).zeros(12).be16(13).zeros(2).be32(0x6A1A);
-    esps.zeros(124 - esps.size()).be32(2).zeros(4).be32(0).be32(0).be32(0).be32(1).be32(0);
-    esps.zeros(188 - esps.size()).be16(8).zeros(333 - 190).text("record_freq").u8(0).be32(1).be16(1);
+    esps.resize(124).be32(2).zeros(4).be32(0).be32(0).be32(0).be32(1).be32(0);
+    esps.resize(188).be16(8).zeros(333 - 190).text("record_freq").u8(0).be32(1).be16(1);
     esps.be32(0x40CF4000).be32(0);  // 16000.0
-    esps.zeros(400 - esps.size()).add(be16s({100, -100}));
-    Waveform* waveform = open(esps, 98);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(waveform->sampleRate, 16000u);
-    EXPECT_EQ(samplesOf(waveform), over(32768, {100, -100}));
+    expectFile(esps.resize(400).add(be16s({100, -100})), 98, "take; 16000 Hz x 1", over(32768, {100, -100}));
 
     Bytes inrs = Bytes().u8(0xFA).u8(0x46).u16(0).zeros(2).add(padded("12-May-1989 10:11:12", 20)).u32(2);
-    inrs.zeros(512 - inrs.size()).u16(5).u16(6).u16(7);
-    waveform = open(inrs, 183);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(waveform->sampleRate, 8000u);
-    EXPECT_EQ(samplesOf(waveform), over(32768, {5, 6}));
+    expectFile(inrs.resize(512).u16(5).u16(6).u16(7), 183, "take; 8000 Hz x 1", over(32768, {5, 6}));
 
     const Bytes covox = Bytes().u32(0xAAFF55FF).u32(0xAAFF55FF).u8(8).zeros(7).u8(0).u8(192);
     EXPECT_EQ(samplesOf(open(covox, 454)), over(128, {-128, 64}));
@@ -179,23 +125,9 @@ TEST_F(WaveHeaders, SpeechLaboratories) {
 TEST_F(WaveHeaders, DiamondWareFieldByField) {
     Bytes file =
         Bytes().text("DiamondWare Digitized\n").u8(0).u8(0x1A).u8(1).u8(0).u32(77).u8(0).u8(0).u16(11025);
-    file.u8(2)
-        .u8(8)
-        .u16(127)
-        .u32(4)
-        .u32(2)
-        .u32(70)
-        .zeros(6)
-        .add(padded("TITLE = dog", 14))
-        .u8(1)
-        .u8(2)
-        .u8(255)
-        .u8(0);
-    Waveform* waveform = open(file, 77);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(samplesOf(waveform), over(128, {1, 2, -1, 0}));
-    EXPECT_EQ(waveform->text(WaveText::Comment), "TITLE = dog");
-    EXPECT_EQ(waveform->sampleRate, 11025u);
+    file.u8(2).u8(8).u16(127).u32(4).u32(2).u32(70).zeros(6).add(padded("TITLE = dog", 14));
+    expectFile(file.u8(1).u8(2).u8(255).u8(0), 77, "take; comment TITLE = dog; 11025 Hz x 2",
+               over(128, {1, 2, -1, 0}));
 }
 
 // Formats that no peer reads come back from our own writer as they went.
@@ -239,34 +171,62 @@ TEST_F(WaveHeaders, RoundTrips) {
     }
 }
 
-TEST_F(WaveHeaders, CoreAudioKeepsLoopKeyAndTexts) {
-    for (const LoopMode mode :
-         {LoopMode::None, LoopMode::Forward, LoopMode::Backward, LoopMode::Alternating}) {
+// Names, texts, keys, gains and loops come back as far as a format holds them.
+TEST_F(WaveHeaders, SettingsRoundTrip) {
+    const auto expectKept = [this](Waveform* waveform, int row, const std::string& name) {
+        const std::string before = told(waveform);
+        const auto samples = samplesOf(waveform);
+        ASSERT_TRUE(save(*waveform, row, name)) << LastErrorText;
+        waveform = open(name, row);
+        EXPECT_EQ(told(waveform), before) << name;
+        EXPECT_EQ(samplesOf(waveform), samples) << name;
+    };
+    using enum LoopMode;
+    for (const LoopMode mode : {None, Forward, Backward, Alternating}) {
         for (const bool untilRelease : {false, true}) {
-            collection.clear();
             Waveform* waveform = addWaveform(collection, "Oboe", testSignal(100, 16));
             waveform->rootKey = 71;
             waveform->fineTune = -23;
             waveform->gain = -4.5f;
-            waveform->text(WaveText::Artist) = "a";
-            waveform->text(WaveText::Product) = "p";
-            waveform->text(WaveText::Copyright) = "c";
-            waveform->text(WaveText::Comment) = "co";
-            waveform->text(WaveText::Engineer) = "e";
+            waveform->texts = {"a", "p", "c", "co", "e"};
             waveform->setLoop(mode, 10.5, 90);
-            waveform->loopUntilRelease = mode != LoopMode::None && untilRelease;
-            ASSERT_TRUE(save(*waveform, 42, "a.caf"));
-            const auto texts = waveform->texts;
-            waveform = open("a.caf", 42);
-            ASSERT_TRUE(waveform) << LastErrorText;
-            EXPECT_EQ(waveform->name(), "Oboe");
-            EXPECT_EQ(waveform->texts, texts);
-            EXPECT_EQ(waveform->rootKey, 71);
-            EXPECT_EQ(waveform->fineTune, -23);
-            EXPECT_EQ(waveform->gain, -4.5f);
-            EXPECT_EQ(waveform->loopMode, mode);
-            EXPECT_EQ(waveform->loopStart, mode == LoopMode::None ? 0 : 10.5);
-            EXPECT_EQ(waveform->loopUntilRelease, mode != LoopMode::None && untilRelease);
+            waveform->loopUntilRelease = mode != None && untilRelease;
+            expectKept(waveform, 42, "a.caf");
+        }
+    }
+    for (const int key : {24, 45, 60, 69, 80}) {
+        for (int channels = 1; channels <= 2; ++channels) {
+            Waveform* waveform = addWaveform(collection, "Bass", testSignal(1000, 8), channels, 22050);
+            waveform->rootKey = static_cast<std::uint8_t>(key);
+            waveform->setLoop(Forward, 17, 401);
+            waveform->text(WaveText::Copyright) = "mine";
+            expectKept(waveform, 175, "a.iff");
+        }
+    }
+    // From one container into the next.
+    for (const LoopMode mode : {None, Forward, Alternating}) {
+        Waveform* waveform = addWaveform(collection, "Flute A#3", testSignal(999 * 2, 24), 2, 32000);
+        waveform->bits = 24;
+        waveform->format = SampleFormat::Pcm24;
+        waveform->rootKey = 58;
+        waveform->gain = -6;
+        waveform->text(WaveText::Comment) =
+            "Gr\xC3\xBC\xC3\x9F"
+            "e";
+        waveform->text(WaveText::Copyright) = "me";
+        if (mode != None)
+            waveform->setLoop(mode, 100, 900);
+        const std::pair<const char*, int> chain[] = {{"1.aiff", 15}, {"2.caf", 42}, {"3.aiff", 15}};
+        for (const auto& [name, row] : chain) {
+            expectKept(waveform, row, name);
+            waveform = opened();
+            EXPECT_EQ(waveform->bits, 24);
+        }
+        waveform->gain = 0;  // which files of this kind have no place for
+        for (const auto& [name, row] : {std::pair("4.wav", 478), {"5.w64", 477}, {"6.wav", 478}}) {
+            expectKept(waveform, row, name);
+            waveform = opened();
+            EXPECT_EQ(waveform->bits, 24);
         }
     }
 }
@@ -277,11 +237,7 @@ TEST_F(WaveHeaders, CoreAudioTextsOfFfmpeg) {
     writeSource(testSignal(100, 16), 1, 8000);
     ASSERT_TRUE(run("ffmpeg -v error -y -i " + file("in.wav") +
                     " -metadata title=Name -metadata artist=Who -metadata copyright=2001 " + file("a.caf")));
-    Waveform* waveform = open("a.caf", 42);
-    ASSERT_TRUE(waveform);
-    EXPECT_EQ(waveform->name(), "Name");
-    EXPECT_EQ(waveform->text(WaveText::Artist), "Who");
-    EXPECT_EQ(waveform->text(WaveText::Copyright), "2001");
+    EXPECT_EQ(told(open("a.caf", 42)), "Name; artist Who; copyright 2001; 8000 Hz x 1");
 }
 
 // ---- MATLAB ----
@@ -330,12 +286,7 @@ TEST_F(WaveHeaders, MatlabMatrices) {
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
-        Waveform* waveform = open(each.file, 227);
-        ASSERT_TRUE(waveform) << LastErrorText;
-        EXPECT_EQ(waveform->name(), "x");
-        EXPECT_EQ(waveform->sampleRate, 11025u);
-        EXPECT_EQ(waveform->channels, each.channels);
-        EXPECT_EQ(samplesOf(waveform), each.samples);
+        expectFile(each.file, 227, formatText("x; 11025 Hz x %u", each.channels), each.samples);
     }
 }
 
@@ -359,10 +310,7 @@ TEST_F(WaveHeaders, TextForms) {
     const Bytes framed = Bytes().text(
         "%//\n%File name: x\n%sample_rate: 8000\n%channels: 2\n%full_scale: 32768\n%//\n"
         " 16384 -16384\n8192\t0\n");
-    Waveform* waveform = open(framed, 436);
-    ASSERT_TRUE(waveform) << LastErrorText;
-    EXPECT_EQ(waveform->sampleRate, 8000u);
-    EXPECT_EQ(samplesOf(waveform), (std::vector<float>{0.5f, -0.5f, 0.25f, 0}));
+    expectFile(framed, 436, "take; 8000 Hz x 2", {0.5f, -0.5f, 0.25f, 0});
     const Bytes timed =
         Bytes().text("; Sample Rate 16000\r\n; Channels 1\r\n0 +0.5\r\n; mark\r\n6.25e-05 -1e-1\r\n");
     EXPECT_EQ(samplesOf(open(timed, 436)), (std::vector<float>{0.5f, -0.1f}));

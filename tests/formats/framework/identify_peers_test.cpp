@@ -1,19 +1,19 @@
 // Identification of files that other programs wrote, and of music that Debian's games carry.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/text.h"
+#include "formats/core/chunk_builder.h"
 #include "formats/framework/format_table.h"
-#include "test_tools.h"
 
 namespace velor {
 namespace {
 
 namespace fs = std::filesystem;
+using test::Bytes;
 using test::haveProgram;
 using test::quoted;
 using test::TemporaryFolder;
@@ -27,33 +27,6 @@ Identification identifyFile(const fs::path& path) {
     return file ? IdentifyFile(path, *file) : Identification{};
 }
 
-// A second of a sine, 16-bit mono: what the peers convert.
-fs::path writeSource(const TemporaryFolder& folder) {
-    constexpr std::uint32_t kRate = 22050;
-    std::vector<Byte> bytes(44 + 2 * kRate);
-    const auto text = [&](std::size_t at, std::string_view id) {
-        std::copy(id.begin(), id.end(), &bytes[at]);
-    };
-    text(0, "RIFF");
-    storeLe(&bytes[4], static_cast<std::uint32_t>(bytes.size() - 8));
-    text(8, "WAVEfmt ");
-    storeLe(&bytes[16], 16u);
-    storeLe(&bytes[20], std::uint16_t{1});
-    storeLe(&bytes[22], std::uint16_t{1});
-    storeLe(&bytes[24], kRate);
-    storeLe(&bytes[28], 2 * kRate);
-    storeLe(&bytes[32], std::uint16_t{2});
-    storeLe(&bytes[34], std::uint16_t{16});
-    text(36, "data");
-    storeLe(&bytes[40], 2 * kRate);
-    for (std::size_t i = 0; i < kRate; ++i)
-        storeLe(&bytes[44 + 2 * i],
-                static_cast<std::int16_t>(std::lround(20000 * std::sin(0.1 * static_cast<double>(i)))));
-    const fs::path path = folder / "source.wav";
-    test::writeFile(path, bytes);
-    return path;
-}
-
 struct Made {
     const char* name;       // of the file; its extension matters
     const char* arguments;  // between the input and the output
@@ -62,24 +35,38 @@ struct Made {
     int confidence = kSignatureAndName;
 };
 
-void expectIdentified(const fs::path& path, const Made& made) {
-    const Identification named = identifyFile(path);
-    EXPECT_EQ(named.row, made.row) << made.name << " taken for \"" << rowDescription(named.row) << '"';
-    EXPECT_EQ(named.confidence, made.confidence) << made.name;
-    fs::path foreign = path;
-    foreign += ".zzz";
-    fs::rename(path, foreign);
-    const Identification unnamed = identifyFile(foreign);
-    if (made.confidence == kSignatureAndName) {
-        EXPECT_EQ(unnamed.row, made.foreignRow >= 0 ? made.foreignRow : made.row)
-            << made.name << " taken for \"" << rowDescription(unnamed.row) << '"';
-        EXPECT_EQ(unnamed.confidence, kSignature) << made.name;
-    } else {
-        EXPECT_EQ(unnamed.row, 0) << made.name << " taken for \"" << rowDescription(unnamed.row) << '"';
+struct IdentifyPeers : testing::Test {
+    // A second, 16-bit mono: what the peers convert.
+    IdentifyPeers() {
+        Bytes samples;
+        for (const float sample : test::testSignal(22050, 16))
+            samples.u16(static_cast<std::uint16_t>(static_cast<std::int16_t>(sample * 32768)));
+        test::writeFile(folder / "source.wav",
+                        test::riff({test::fmt(1, 1, 22050, 16), test::chunk("data", samples)}).data);
     }
-}
+    std::string source() const { return quoted(folder / "source.wav"); }
 
-TEST(IdentifyPeersA, FilesOfSox) {
+    // Runs the peer's command and identifies the file that it makes, under its own and a foreign name.
+    void expectIdentified(const std::string& command, const fs::path& path, const Made& made) {
+        SCOPED_TRACE(made.name);
+        ASSERT_TRUE(test::run(command)) << command;
+        const Identification named = identifyFile(path);
+        EXPECT_EQ(named.row, made.row) << "taken for " << rowDescription(named.row);
+        EXPECT_EQ(named.confidence, made.confidence);
+        fs::path foreign = path;
+        foreign += ".zzz";
+        fs::rename(path, foreign);
+        const Identification unnamed = identifyFile(foreign);
+        const int sure = made.confidence == kSignatureAndName ? made.row : 0;
+        EXPECT_EQ(unnamed.row, made.foreignRow >= 0 ? made.foreignRow : sure)
+            << "taken for " << rowDescription(unnamed.row);
+        EXPECT_EQ(unnamed.confidence, unnamed.row > 0 ? kSignature : 0);
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(IdentifyPeers, FilesOfSox) {
     if (!haveProgram("sox"))
         GTEST_SKIP() << "sox is not installed";
     const Made all[] = {
@@ -116,17 +103,13 @@ TEST(IdentifyPeersA, FilesOfSox) {
         {"a.gsm", "-t gsm -r 8000", 168, 0, kLikelyAndName},
         {"a.txt", "-t dat", 436},
     };
-    const TemporaryFolder folder;
-    const fs::path source = writeSource(folder);
     for (const Made& made : all) {
         const fs::path path = folder / made.name;
-        ASSERT_TRUE(test::run("sox -V1 " + quoted(source) + " " + made.arguments + " " + quoted(path)))
-            << made.name;
-        expectIdentified(path, made);
+        expectIdentified("sox -V1 " + source() + " " + made.arguments + " " + quoted(path), path, made);
     }
 }
 
-TEST(IdentifyPeersA, FilesOfFfmpeg) {
+TEST_F(IdentifyPeers, FilesOfFfmpeg) {
     if (!haveProgram("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed";
     const Made all[] = {
@@ -153,82 +136,29 @@ TEST(IdentifyPeersA, FilesOfFfmpeg) {
         {"a.asf", "-c:a wmav2", 30, 485, kLikelyAndName},
         {"a.wmv", "-f lavfi -i testsrc=d=0.2 -c:a wmav2 -c:v wmv2 -f asf -shortest", 495},
         {"a.avi", "-f lavfi -i testsrc=d=0.2 -c:a mp2 -c:v mpeg4 -shortest", 33},
-        {"a.flac", "-c:a flac", 107},
-        {"a.ogg", "-c:a libvorbis", 278},
         {"a.opus", "-c:a libopus", 280},
-        {"a.wv", "-c:a wavpack", 512},
-        {"a.au", "-c:a pcm_alaw", 32},
         {"a.caff", "-c:a pcm_f32le -f caf", 43, 42},
-        {"a.w64", "-c:a pcm_s24le", 477},
-        {"a.voc", "-c:a pcm_u8", 459},
-        {"a.sf", "-c:a pcm_f32le", 378},
         {"a.mmf", "-c:a adpcm_yamaha", 236},
         {"a.bwf", "-f wav -write_bext 1 -metadata description=Sine", 40},
         {"b.wav", "-f wav -write_bext 1 -metadata description=Sine", 478, 40},
     };
-    const TemporaryFolder folder;
-    const fs::path source = writeSource(folder);
     for (const Made& made : all) {
         const fs::path path = folder / made.name;
-        ASSERT_TRUE(
-            test::run("ffmpeg -v error -y -i " + quoted(source) + " " + made.arguments + " " + quoted(path)))
-            << made.name;
-        if (made.row == 30) {
-            // Sure only of its name: the same content is surely Windows Media audio.
-            EXPECT_EQ(identifyFile(path).row, 30);
-            EXPECT_EQ(identifyFile(path).confidence, kLikelyAndName);
-            continue;
-        }
-        expectIdentified(path, made);
+        expectIdentified("ffmpeg -v error -y -i " + source() + " " + made.arguments + " " + quoted(path),
+                         path, made);
     }
     // A picture in front of the frames, larger than what identification sees.
     const fs::path tagged = folder / "picture.mp3";
-    ASSERT_TRUE(
-        test::run("ffmpeg -v error -y -i " + quoted(source) +
-                  " -f lavfi -i testsrc2=s=800x800:d=0.04 -vf noise=alls=80 -map 0 -map 1 -c:a libmp3lame "
-                  "-c:v png -frames:v 1 -disposition:v attached_pic -id3v2_version 3 " +
-                  quoted(tagged)));
-    ASSERT_GT(fs::file_size(tagged), kProbeBytes + 8192);
-    expectIdentified(tagged, {"picture.mp3", "", 242, 0, kLikelyAndName});
-}
-
-TEST(IdentifyPeersA, FilesOfLibsndfile) {
-    if (!haveProgram("sndfile-convert"))
-        GTEST_SKIP() << "sndfile-convert is not installed";
-    const Made all[] = {
-        {"a.wav", "-ima-adpcm", 478},
-        {"b.wav", "-gsm610", 478},
-        {"a.aif", "-pcm24", 15},
-        {"a.aifc", "-endian=little -pcm16", 17, 14},
-        {"a.au", "-endian=little -float32", 32},
-        {"a.caf", "-alac16", 42},
-        {"a.svx", "-pcm16", 419, 175},
-        {"a.voc", "-ulaw", 459},
-        {"a.w64", "-float64", 477},
-        {"a.sf", "-pcm32", 378},
-        {"a.nist", "-pcm24", 259},
-        {"a.mat", "-float64", 227},
-        {"a.sds", "-pcm24", 373},
-    };
-    const TemporaryFolder folder;
-    const fs::path source = writeSource(folder);
-    for (const Made& made : all) {
-        const fs::path path = folder / made.name;
-        // It names its formats by extension and does not know all of ours.
-        const std::string extension(extensionOf(made.name));
-        fs::path theirs = path;
-        theirs += extension == "nist" ? ".sph" : "";
-        ASSERT_TRUE(test::run("sndfile-convert " + std::string(made.arguments) + " " + quoted(source) + " " +
-                              quoted(theirs)))
-            << made.name;
-        if (theirs != path)
-            fs::rename(theirs, path);
-        expectIdentified(path, made);
-    }
+    expectIdentified("ffmpeg -v error -y -i " + source() +
+                         " -f lavfi -i testsrc2=s=800x800:d=0.04 -vf noise=alls=80 -map 0 -map 1 -c:a "
+                         "libmp3lame -c:v png -frames:v 1 -disposition:v attached_pic -id3v2_version 3 " +
+                         quoted(tagged),
+                     tagged, {"picture.mp3", "", 242, 0, kLikelyAndName});
+    EXPECT_GT(fs::file_size(folder / "picture.mp3.zzz"), kProbeBytes + 8192);
 }
 
 // Modules and songs as their authors saved them, from several trackers and sequencers.
-TEST(IdentifyPeersA, MusicOfGames) {
+TEST(IdentifyMusic, OfGames) {
     struct Folder {
         const char* path;
         const char* extension;
