@@ -243,12 +243,6 @@ void addSong(Collection& collection, const std::vector<std::array<std::uint8_t, 
 }
 
 TEST(InstrumentLevelProcesses, WhatSongsPlayStays) {
-    const auto names = [](const Collection& collection, ItemKind kind) {
-        std::vector<std::string> all;
-        for (const ItemId id : collection.list(kind))
-            all.push_back(collection.find(id)->name());
-        return all;
-    };
     using Names = std::vector<std::string>;
     for (const bool regions : {false, true}) {
         Collection collection;
@@ -274,8 +268,8 @@ TEST(InstrumentLevelProcesses, WhatSongsPlayStays) {
                         {regions ? "regions=drums" : "regions=none"})
                       .changed,
                   1u);
-        EXPECT_EQ(names(collection, ItemKind::Instrument), (Names{"organ", "kit"}));
-        EXPECT_EQ(names(collection, ItemKind::Waveform),
+        EXPECT_EQ(namesOf(collection, ItemKind::Instrument), (Names{"organ", "kit"}));
+        EXPECT_EQ(namesOf(collection, ItemKind::Waveform),
                   regions ? (Names{"organ", "kit"}) : (Names{"organ", "kit", "snare"}));
         EXPECT_EQ(collection.count(ItemKind::Layer), 2u);
         EXPECT_EQ(collection.count(ItemKind::Region), regions ? 2u : 3u);
