@@ -1,6 +1,4 @@
 // The instrument processes over real banks: what must not be heard is not heard.
-#include <set>
-
 #include "instrument_sound.h"
 #include "process_tools.h"
 
@@ -102,49 +100,6 @@ TEST(InstrumentBanks, StereoDividesIntoLayersAndBack) {
     EXPECT_EQ(stereoWaves(), merged);
     EXPECT_EQ(items(), itemsMerged) << "no empty layer is left";
     expectAsBefore("merged again");
-}
-
-TEST(InstrumentBanks, DrumSoundsStayOnTheirKeys) {
-    Collection collection;
-    if (!openBank(collection, "TimGM6mb.sf2"))
-        GTEST_SKIP() << "needs TimGM6mb.sf2";
-    Listener listener(false);
-    const Instrument* kit = nullptr;
-    for (const Instrument* instrument : collection.all<Instrument>()) {
-        if (instrument->patch.drum() && !kit)
-            kit = instrument;
-    }
-    ASSERT_NE(kit, nullptr);
-    keepInstruments(collection, [&](std::size_t i) { return collection.all<Instrument>()[i] == kit; });
-    const auto before = listener.listen(*kit);
-    ASSERT_EQ(runNamed("instrument:split-drum-kit-into-multiple-melodic-inst.", collection, {"keep"}).changed,
-              1u);
-    std::vector<Listener::Sound> sounds;
-    std::set<std::uint32_t> patches;
-    for (const Instrument* instrument : collection.all<Instrument>()) {
-        if (instrument == kit)
-            continue;
-        EXPECT_FALSE(instrument->patch.drum());
-        EXPECT_TRUE(patches.insert(instrument->patch.value).second);
-        sounds.push_back(listener.listen(*instrument));
-        EXPECT_EQ(std::count_if(sounds.back().begin(), sounds.back().end(),
-                                [](const auto& each) { return each.empty(); }),
-                  0)
-            << instrument->name() << " is spread over all keys";
-    }
-    EXPECT_GT(sounds.size(), 30u);
-    // Wherever the kit plays, one of them plays exactly the same.
-    for (std::size_t i = 0; i < before.size(); ++i) {
-        if (before[i].empty())
-            continue;
-        const bool found = std::any_of(sounds.begin(), sounds.end(), [&](const Listener::Sound& sound) {
-            return std::equal(sound[i].begin(), sound[i].end(), before[i].begin(), before[i].end(),
-                              [](const auto& a, const auto& b) {
-                                  return a.what == b.what && std::abs(a.cents - b.cents) < 0.01;
-                              });
-        });
-        EXPECT_TRUE(found) << "key " << i / Listener::kVelocities.size();
-    }
 }
 
 // How many regions of a layer answer to each key and velocity.

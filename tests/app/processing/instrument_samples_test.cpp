@@ -1,7 +1,4 @@
 // Instrument processes that make or cut waveforms.
-#include <set>
-
-#include "base/error.h"
 #include "instrument_tools.h"
 #include "synth/synth_sample.h"
 
