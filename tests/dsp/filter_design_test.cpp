@@ -142,10 +142,9 @@ TEST(BiquadCascade, FiltersWhatItsResponseSays) {
     for (const unsigned order : {1u, 4u, 9u}) {
         for (const double frequency : {250.0, 500.0, 700.0, 4000.0}) {
             BiquadCascade cascade(designButterworth(FilterKind::HighPass, order, 500, kRate));
-            std::vector<float> samples(40000);
-            for (std::size_t i = 0; i < samples.size() / 2; ++i)
-                samples[2 * i] =
-                    static_cast<float>(std::sin(2 * kPi * frequency * static_cast<double>(i) / kRate));
+            std::vector<float> samples = test::sine(20000, kRate / frequency, 1, 2);
+            for (std::size_t i = 1; i < samples.size(); i += 2)
+                samples[i] = 0;
             // Pieces of odd sizes, one of two channels.
             for (std::size_t at = 0; at < samples.size(); at += 2 * 777)
                 cascade.process(
@@ -206,9 +205,8 @@ TEST(WaveformFilter, LoopsLikeTheSoundThatIsHeard) {
 // The largest step between neighbours of a low-passed sound, near the loop's joins and elsewhere.
 TEST(WaveformFilter, LeavesNoStepAtTheLoop) {
     constexpr std::size_t kFrames = 20000, kStart = 8000, kEnd = 12345;
-    std::vector<float> frames(kFrames);
-    for (std::size_t i = 0; i < kFrames; ++i)  // a bass note whose loop does not fit its period
-        frames[i] = static_cast<float>(0.5 * std::sin(0.008 * static_cast<double>(i)));
+    // A bass note whose loop does not fit its period.
+    std::vector<float> frames = test::sine(kFrames, 785.4);
     const auto largestStep = [](const std::vector<float>& samples, std::size_t from, std::size_t to) {
         float largest = 0;
         for (std::size_t i = from; i < to; ++i)

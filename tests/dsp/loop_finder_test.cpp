@@ -72,11 +72,6 @@ TEST_F(LoopFinder, RealSustainedNotes) {
     // The jump is a step like those that the sound takes anyway.
     EXPECT_LE(steps[count / 2], 0.75);
     EXPECT_LE(steps[count * 19 / 20], 1.5);
-    RecordProperty("notes", static_cast<int>(count));
-    RecordProperty("medianSimilarity", std::to_string(similarities[count / 2]));
-    RecordProperty("medianStep", std::to_string(steps[count / 2]));
-    RecordProperty("twentiethStep", std::to_string(steps[count * 19 / 20]));
-    RecordProperty("twentiethSimilarity", std::to_string(similarities[count / 20]));
 }
 
 TEST_F(LoopFinder, TonesLoopByWholePeriods) {

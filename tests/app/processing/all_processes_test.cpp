@@ -27,10 +27,7 @@ Waveform* add(Collection& collection, std::vector<float> samples, int channels) 
 }
 
 std::vector<float> tone(std::size_t samples) {
-    std::vector<float> values(samples);
-    for (std::size_t i = 0; i < samples; ++i)
-        values[i] = 0.7f * static_cast<float>(std::sin(0.05 * static_cast<double>(i)));
-    return values;
+    return test::sine(samples, 125.7, 0.7);
 }
 
 std::vector<float> withBadValues(std::size_t samples) {

@@ -49,6 +49,7 @@ TEST(InstrumentLevelProcesses, ChangeNoInstrumentsSound) {
         {"merge-mono-waveform-pairs-to-stereo", {}},
         {"move-articulation-level", {}},
         {"move-articulation-level", {"to=up"}},
+        {"move-up-articulation-level-if-all-equal-below", {}},
         {"split-multi-layered-instruments", {}, true},
         {"merge-instruments-into-a-single-instrument", {}, true},
     };

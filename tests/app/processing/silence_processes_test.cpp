@@ -209,8 +209,6 @@ TEST_F(Silence, RealFiles) {
     }
     if (files + looped == 0)
         GTEST_SKIP() << "needs alsa-utils, tecnoballz-data or timgm6mb-soundfont";
-    RecordProperty("files", static_cast<int>(files));
-    RecordProperty("loopedRegions", static_cast<int>(looped));
 }
 
 }  // namespace
