@@ -119,8 +119,11 @@ ProcessSettings settingsFor(const ProcessRow& row) {
     for (const ProcessParameter& parameter : row.process->parameters) {
         if (parameter.kind == ProcessValueKind::Wave)
             settings.set(parameter.key, "#1");
-        for (const auto& [key, text] :
-             {std::pair("search", "a"), {"ratio", "130"}, {"semitones", "-3"}, {"gain", "3"}}) {
+        for (const auto& [key, text] : {std::pair("search", "a"),
+                                        {"ratio", "130"},
+                                        {"semitones", "-3"},
+                                        {"gain", "3"},
+                                        {"rate", "44100"}}) {
             if (parameter.key == std::string_view(key))
                 settings.set(key, text);
         }
@@ -207,7 +210,7 @@ struct Material {
         Layer& layer = *test::addLayer(*collection.create<Instrument>("Piano"));
         for (const auto& [name, channels, pan] :
              {std::tuple("Piano C#3 L", 1, -1.0f), {"Piano C#3 R", 1, 1.0f}, {"Stereo C4", 2, 0.0f}}) {
-            Waveform* waveform = test::addWaveform(collection, name, samples, channels);
+            Waveform* waveform = test::addWaveform(collection, name, samples, channels, 48000);
             waveform->setLoop(LoopMode::Alternating, 10000, 30000.5);
             test::addRegion(layer, waveform, {})->articulation.set(parameter::PanPosition, pan);
         }
@@ -291,7 +294,9 @@ TEST(EveryProcess, LeavesWhatCanNotBeReadAsItWas) {
         const ProcessRun run = runProcess(row, material.contextOf(flavour, row), settingsFor(row), quiet);
         if (run.failed == 0)
             return;  // needs no samples
-        failures += run.items.at(0).error == "Reading from file failed";
+        const std::string& error = run.items.at(0).error;
+        failures += error == "Reading from file failed";
+        EXPECT_TRUE(error == "Reading from file failed" || error == "Auto-Tuning failed!") << error;
         EXPECT_TRUE(material.state() == before);
     });
     EXPECT_GT(failures, 30);
