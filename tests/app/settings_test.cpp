@@ -375,7 +375,7 @@ TEST(SettingsCommands, AListingIsASettingsFile) {
 
 TEST(UserSettings, TheVariableNamesTheFile) {
     const test::TemporaryFolder folder;
-    const fs::path path = folder.path() / pathFromUtf8("séttings.conf");
+    const fs::path path = folder.path() / pathFromUtf8("velor séttings.conf");
     const std::string variable = "VELOR_SETTINGS=" + utf8FromPath(path);
 #ifdef _WIN32
     const auto setVariable = [](const std::string& text) { ::_wputenv(pathFromUtf8(text).c_str()); };
