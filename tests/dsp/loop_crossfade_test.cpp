@@ -9,7 +9,7 @@
 
 #include "base/error.h"
 #include "dsp/loop_similarity.h"
-#include "test_tools.h"
+#include "wave_tools.h"
 
 namespace velor {
 namespace {
@@ -31,7 +31,7 @@ TEST_F(Crossfade, FollowsItsCurve) {
     for (const bool exponential : {false, true}) {
         for (const unsigned channels : {1u, 2u}) {
             Waveform& waveform = ramp(300, channels, 100, 250);
-            const std::vector<float> old(waveform.samples().begin(), waveform.samples().end());
+            const std::vector<float> old = test::samplesOf(waveform);
             ASSERT_TRUE(crossfadeLoop(
                 waveform,
                 {.start = 100, .end = 250, .length = 40, .reverse = true, .exponential = exponential}, ui));
@@ -56,13 +56,12 @@ TEST_F(Crossfade, FollowsItsCurve) {
             EXPECT_EQ(waveform.samples()[249 * channels], old[99 * channels]);  // seamless
         }
     }
-    EXPECT_NEAR(std::log10(9 * 0.5 + 1), 0.740, 0.001);
 }
 
 TEST_F(Crossfade, IsAsLongAsLoopAndLeadAllow) {
     Waveform& waveform = ramp(2000, 1, 100, 1100);
     EXPECT_EQ(longestCrossfade(waveform), 100u);
-    const std::vector<float> old(waveform.samples().begin(), waveform.samples().end());
+    const std::vector<float> old = test::samplesOf(waveform);
     const SampleBufferRef shared = waveform.buffer();
     ASSERT_TRUE(crossfadeLoop(waveform, {.start = 100, .end = 1100, .length = 5000}, ui));
     for (std::size_t i = 0; i < 2000; ++i)
@@ -79,7 +78,7 @@ TEST_F(Crossfade, IsAsLongAsLoopAndLeadAllow) {
 
 TEST_F(Crossfade, BadLoopsAreLeftAlone) {
     Waveform& waveform = ramp(300, 1, 100, 200);
-    const std::vector<float> old(waveform.samples().begin(), waveform.samples().end());
+    const std::vector<float> old = test::samplesOf(waveform);
     const LoopCrossfade cases[] = {{.start = 0, .end = 200},   {.start = 200, .end = 200},
                                    {.start = 250, .end = 200}, {.start = 100, .end = 301},
                                    {.start = 400, .end = 500}, {.start = 1, .end = 0xFFFFFFFFu}};

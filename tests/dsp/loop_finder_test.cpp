@@ -12,8 +12,8 @@
 #include "base/error.h"
 #include "dsp/loop_search.h"
 #include "dsp/pitch.h"
+#include "loop_player.h"
 #include "real_notes.h"
-#include "test_tools.h"
 
 namespace velor {
 namespace {
@@ -72,11 +72,6 @@ TEST_F(LoopFinder, RealSustainedNotes) {
     // The jump is a step like those that the sound takes anyway.
     EXPECT_LE(steps[count / 2], 0.75);
     EXPECT_LE(steps[count * 19 / 20], 1.5);
-    RecordProperty("notes", static_cast<int>(count));
-    RecordProperty("medianSimilarity", std::to_string(similarities[count / 2]));
-    RecordProperty("medianStep", std::to_string(steps[count / 2]));
-    RecordProperty("twentiethStep", std::to_string(steps[count * 19 / 20]));
-    RecordProperty("twentiethSimilarity", std::to_string(similarities[count / 20]));
 }
 
 TEST_F(LoopFinder, TonesLoopByWholePeriods) {
@@ -251,43 +246,11 @@ TEST_F(LoopFinder, TinyAndBrokenWaveforms) {
     }
 }
 
-TEST_F(LoopFinder, AbortLeavesEverythingAsItWas) {
-    std::vector<float> noise(60000);
-    std::mt19937 random(5);
-    for (float& sample : noise)
-        sample = static_cast<float>(random() % 2001) / 1000 - 1;
-    Waveform& hard = *test::addWaveform(collection, "noise", noise);
-    ui.abortAfter = 20;  // in the middle of the search
-    EXPECT_FALSE(findLoop(hard, {}, ui));
-    EXPECT_EQ(LastErrorText, "Processing was cancelled");
-    EXPECT_LT(ui.abortAfter, 0);
-
-    // Wherever it comes.
-    int turns = 0;
-    for (bool done = false; !done; ++turns) {
-        Waveform& waveform = tone(440, 2);
-        waveform.setLoop(LoopMode::Alternating, 1, 2);
-        const std::vector<float> old(waveform.samples().begin(), waveform.samples().end());
-        ui.abortAfter = turns;
-        done = findLoop(waveform, {.highPass = true, .crossfade = true, .cutAfterEnd = true}, ui);
-        if (!done) {
-            EXPECT_TRUE(std::ranges::equal(waveform.samples(), old));
-            EXPECT_EQ(waveform.loopMode, LoopMode::Alternating);
-            EXPECT_EQ(waveform.loopEnd, 2);
-        }
-        collection.remove(waveform.id());
-    }
-    EXPECT_GT(turns, 4);
-}
-
 TEST_F(LoopFinder, CuttingLimitsTheLoopsOfRegions) {
     Waveform& waveform = tone(440);
     const auto region = [&](std::uint32_t start, std::uint32_t end) {
-        Region& made = *collection.create<Region>("region");
-        made.links.add(waveform.id());
-        made.overrides.flags = RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
-        made.overrides.loopStart = start;
-        made.overrides.loopEnd = end;
+        Region& made = *test::addRegion(collection, waveform);
+        test::setRegionLoop(made, start, end);
         return &made;
     };
     const Region* inside = region(100, 200);

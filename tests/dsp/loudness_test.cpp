@@ -7,7 +7,7 @@
 #include <numbers>
 
 #include "dsp/true_peak.h"
-#include "test_tools.h"
+#include "wave_tools.h"
 
 namespace velor {
 namespace {
@@ -133,10 +133,7 @@ TEST(Loudness, OfShortSoundsIsWhatAMeterShows) {
 
     // One period that is looped is as loud as the sound it stands for.
     Collection collection;
-    std::vector<float> period(48);
-    for (std::size_t i = 0; i < 48; ++i)
-        period[i] = static_cast<float>(0.1 * std::sin(2 * kPi * static_cast<double>(i) / 48));
-    Waveform& waveform = *test::addWaveform(collection, "period", period, 1, 48000);
+    Waveform& waveform = *test::addWaveform(collection, "period", test::sine(48, 48, 0.1), 1, 48000);
     test::RecordingInterface ui;
     Loudness once, looped;
     ASSERT_TRUE(measureLoudness(waveform, ui, once));
@@ -245,17 +242,13 @@ TEST(Loudness, AgreesWithAnotherMeterOnRealSound) {
         ASSERT_TRUE(test::run("sox -D " + test::quoted(speech) + " -b 24 " + test::quoted(path) + " " +
                               test.effects));
         Collection collection;
-        const auto file = File::open(path);
+        const Waveform* waveform = test::openWaveform(collection, path);
+        ASSERT_TRUE(waveform);
         test::RecordingInterface ui;
-        PipelineServices services;
-        services.ui = &ui;
-        ASSERT_TRUE(openInput(collection, file, path, false, services));
-        Waveform& waveform = *collection.all<Waveform>().at(0);
-        ASSERT_TRUE(waveform.loadSamples());
         Loudness found;
         float peak = 0;
-        ASSERT_TRUE(measureLoudness(waveform, ui, found));
-        ASSERT_TRUE(measureTruePeak(waveform.samples(), waveform.channels, ui, peak));
+        ASSERT_TRUE(measureLoudness(*waveform, ui, found));
+        ASSERT_TRUE(measureTruePeak(waveform->samples(), waveform->channels, ui, peak));
         const Referee referee = askFfmpeg(path, folder / "log");
         ASSERT_TRUE(referee.ran);
         EXPECT_NEAR(found.integrated, referee.integrated, 0.1) << test.made;

@@ -1,16 +1,15 @@
 // Notes of instruments with a known pitch, from the SoundFont banks of Debian's packages.
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
 
-#include "formats/framework/pipeline.h"
 #include "items/region_parameters.h"
 
 // Benchmarks use this file too, and have no include path to the tests.
 #include "../thinning.h"
+#include "../wave_tools.h"
 
 namespace velor::test {
 
@@ -27,17 +26,8 @@ inline bool hasCertainPitch(PatchNumber patch) {
 // Calls `visit` for every waveform of such programs, once each, with its samples loaded and the pitch at
 // which its bank plays it unchanged, in cents above key 0. False when the bank is not installed.
 inline bool visitRealNotes(const std::string& bank, const std::function<void(Waveform&, double)>& visit) {
-    const auto path = std::filesystem::path("/usr/share/sounds/sf2") / bank;
-    if (!std::filesystem::exists(path))
-        return false;
-    UserInterface quiet;
-    PipelineServices services;
-    services.ui = &quiet;
     Collection collection;
-    const auto folder = std::filesystem::current_path();
-    const bool opened = openFile(collection, path, false, services);
-    std::filesystem::current_path(folder);
-    if (!opened)
+    if (!openBank(collection, bank))
         return false;
     std::set<const Waveform*> seen;
     for (const Instrument* instrument : collection.all<Instrument>()) {

@@ -16,7 +16,7 @@
 #include "dsp/loop_similarity.h"
 #include "dsp/onsets.h"
 #include "dsp/time_stretch.h"
-#include "test_tools.h"
+#include "wave_tools.h"
 
 namespace velor {
 namespace {
@@ -323,17 +323,8 @@ struct DrumLoop {
     std::vector<std::size_t> hits;
 
     bool make() {
-        const std::filesystem::path bank = "/usr/share/sounds/sf2/TimGM6mb.sf2";
-        if (!std::filesystem::exists(bank))
-            return false;
-        UserInterface quiet;
-        PipelineServices services;
-        services.ui = &quiet;
         Collection collection;
-        const auto folder = std::filesystem::current_path();
-        const bool opened = openFile(collection, bank, false, services);
-        std::filesystem::current_path(folder);
-        if (!opened)
+        if (!openBank(collection, "TimGM6mb.sf2"))
             return false;
         std::vector<Waveform*> drums;
         for (Waveform* waveform : collection.all<Waveform>()) {
@@ -435,20 +426,6 @@ TEST_F(TimeStretch, TakesAnythingForASound) {
                     moveLoops(collection, *waveform, result.map);
                 }
             }
-        }
-    }
-}
-
-TEST_F(TimeStretch, EndsWhenItIsToldTo) {
-    Collection collection;
-    Waveform* waveform = addWaveform(collection, "sound", testSignal(200000, 16));
-    for (const StretchMode mode : {StretchMode::Music, StretchMode::Solo}) {
-        for (const int after : {0, 5, 40, 60}) {
-            RecordingInterface stopping;
-            stopping.abortAfter = after;
-            EXPECT_FALSE(stretched(collection, *waveform, {.ratio = 4, .mode = mode}, stopping).buffer)
-                << after;
-            EXPECT_EQ(LastErrorText, "Processing was cancelled");
         }
     }
 }

@@ -15,12 +15,8 @@
 namespace velor {
 namespace {
 
-std::string plain(double value) {
-    char digits[64];
-    return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
-}
-
-std::string plain(float value) {
+template <typename Value>
+std::string plain(Value value) {
     char digits[64];
     return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
 }

@@ -112,6 +112,11 @@ TEST_F(Summaries, OfEveryKind) {
     EXPECT_EQ(piano->summary(naming), "Instrument 121:2:5 with 2 layers and 2 regions");
     EXPECT_EQ(layer->summary(naming), "Layer with 2 regions, key range: C1..C7, velocity range: 0..127");
     EXPECT_EQ(high->summary(naming), "Region with key range: C4..C7, velocity range: 64..127, root key: C4");
+    auto* wave = collection.create<Waveform>("w");
+    wave->rootKey = 48;
+    high->links.add(wave->id());
+    EXPECT_EQ(high->summary(naming), "Region with key range: C4..C7, velocity range: 64..127, root key: C3");
+    high->links.remove(wave->id());
 
     low->overrides.flags = RegionOverrides::RootKey;
     low->overrides.rootKey = 42;
@@ -131,7 +136,6 @@ TEST_F(Summaries, OfEveryKind) {
     high->links.add(model->id());
     EXPECT_EQ(high->summary(naming), "Region with key range: C4..C7, velocity range: 64..127");
 
-    auto* wave = collection.create<Waveform>("w");
     wave->frames = 66150;
     EXPECT_EQ(wave->summary(naming), "Waveform with 66150 samples at 44100 Hz - 0:01.500");
     wave->channels = 2;
@@ -155,19 +159,6 @@ TEST_F(Summaries, SelectionSizesChangeUnitAtTenThousandK) {
     EXPECT_EQ(waveformSelectionSummary(2, 10485248), "Selected 2 waveforms ~ 10M samples");
     EXPECT_EQ(timeText(3600.0 * 25 + 61.0015), "25:01:01.002");
     EXPECT_EQ(timeText(-1), "0:00.000");
-}
-
-TEST(Region, RootKeyFallsBack) {
-    Collection collection;
-    auto* region = collection.create<Region>("r");
-    EXPECT_EQ(region->rootKey(), 60);
-    auto* wave = collection.create<Waveform>("w");
-    wave->rootKey = 48;
-    region->links.add(wave->id());
-    EXPECT_EQ(region->rootKey(), 48);
-    region->overrides.flags = RegionOverrides::RootKey;
-    region->overrides.rootKey = 72;
-    EXPECT_EQ(region->rootKey(), 72);
 }
 
 // Fills every field of one item of each kind, so that a field forgotten in a serialiser shows.

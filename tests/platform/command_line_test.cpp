@@ -10,7 +10,6 @@
 #include <random>
 
 #include "platform/file.h"
-#include "platform/folders.h"
 #include "platform/process.h"
 
 namespace velor {
@@ -104,7 +103,7 @@ TEST(Wildcards, Match) {
 }
 
 TEST(Wildcards, ExpandInEveryPartOfAPath) {
-    const fs::path folder = tempFolder() / ("velor-wild-" + test::uniqueName());
+    const test::TemporaryFolder folder;
     for (const char* name : {"set1/b.wav", "set1/A.wav", "set1/c.txt", "set2/d.wav", "set2/none"}) {
         fs::create_directories((folder / name).parent_path());
         std::ofstream(folder / name).put('x');
@@ -112,7 +111,7 @@ TEST(Wildcards, ExpandInEveryPartOfAPath) {
     const auto names = [&](const char* pattern) {
         std::vector<std::string> texts = expandWildcards(utf8FromPath(folder / pattern));
         for (std::string& text : texts)
-            text = fs::relative(pathFromUtf8(text), folder).generic_string();
+            text = fs::relative(pathFromUtf8(text), folder.path()).generic_string();
         return texts;
     };
     EXPECT_EQ(names("set1/*.wav"), (std::vector<std::string>{"set1/A.wav", "set1/b.wav"}));
@@ -120,7 +119,6 @@ TEST(Wildcards, ExpandInEveryPartOfAPath) {
     EXPECT_EQ(names("set2/*.*"), (std::vector<std::string>{"set2/d.wav", "set2/none"}));
     EXPECT_TRUE(names("set3/*").empty());
     EXPECT_TRUE(names("*/x*").empty());
-    fs::remove_all(folder);
 }
 
 }  // namespace

@@ -3,46 +3,31 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <numeric>
-#include <random>
 #include <thread>
 
 #include "base/error.h"
+#include "test_tools.h"
 
 namespace velor {
 namespace {
 
 namespace fs = std::filesystem;
 
-class FileTest : public ::testing::Test {
-  protected:
-    FileTest() {
-        std::random_device random;
-        do
-            folder_ = fs::temp_directory_path() / ("velor-file-" + std::to_string(random()));
-        while (!fs::create_directory(folder_));
-    }
-    ~FileTest() override {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
-    }
-
+struct FileTest : testing::Test {
     static void put(const fs::path& path, const std::string& text) {
         std::ofstream(path, std::ios::binary) << text;
     }
     static std::string contents(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+        const std::vector<Byte> bytes = test::readFile(path);
+        return {bytes.begin(), bytes.end()};
     }
     static bool write(OutputFile& file, std::string_view text) {
         return file.write({reinterpret_cast<const Byte*>(text.data()), text.size()});
     }
-    std::ptrdiff_t filesInFolder() const {
-        return std::distance(fs::directory_iterator(folder_), fs::directory_iterator());
-    }
+    std::size_t filesInFolder() const { return test::filesIn(folder_.path()); }
 
-    fs::path folder_;
+    test::TemporaryFolder folder_;
 };
 
 TEST_F(FileTest, ReadsAnyPlaceAndStopsAtTheEnd) {
@@ -89,11 +74,11 @@ TEST_F(FileTest, ManyReadersShareOneFile) {
 }
 
 TEST_F(FileTest, RefusesWhatIsNoFile) {
-    EXPECT_FALSE(File::open(folder_));
+    EXPECT_FALSE(File::open(folder_.path()));
     EXPECT_EQ(LastErrorText, "Could not open file");
     EXPECT_FALSE(File::open(folder_ / "missing"));
     LastErrorText.clear();
-    EXPECT_FALSE(OutputFile::create(folder_));
+    EXPECT_FALSE(OutputFile::create(folder_.path()));
     EXPECT_EQ(LastErrorText, "Could not create file");
     EXPECT_FALSE(OutputFile::create(folder_ / "missing" / "file"));
 }
@@ -110,7 +95,7 @@ TEST_F(FileTest, AppearsOnlyWhenComplete) {
             EXPECT_EQ(contents(path), before);
         }
         EXPECT_EQ(contents(path), before) << "an unfinished file took its name";
-        EXPECT_EQ(filesInFolder(), *before ? 1 : 0) << "something was left behind";
+        EXPECT_EQ(filesInFolder(), *before ? 1u : 0u) << "something was left behind";
 
         auto file = OutputFile::create(path);
         ASSERT_TRUE(file);
@@ -121,7 +106,7 @@ TEST_F(FileTest, AppearsOnlyWhenComplete) {
         EXPECT_EQ(file->size(), 16u);
         EXPECT_TRUE(file->commit());
         EXPECT_EQ(contents(path), "size4...datamore");
-        EXPECT_EQ(filesInFolder(), 1);
+        EXPECT_EQ(filesInFolder(), 1u);
         fs::remove(path);
     }
 }
@@ -139,13 +124,13 @@ TEST_F(FileTest, OpenFileStaysWholeWhenItIsReplaced) {
     ASSERT_TRUE(reading->read(0, bytes));
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "old contents");
     reading.reset();
-    EXPECT_EQ(filesInFolder(), 1) << "the old file outlived its last reader";
+    EXPECT_EQ(filesInFolder(), 1u) << "the old file outlived its last reader";
 }
 
 TEST_F(FileTest, NamesAreUnicode) {
     for (const std::string name :
          {"plain.wav", "\xC3\xA4\xC3\xB6 \xE2\x99\xAB.wav", "\xF0\x9F\x8E\xB9.sf2"}) {
-        const fs::path path = folder_ / pathFromUtf8(name);
+        const fs::path path = folder_.path() / pathFromUtf8(name);
         EXPECT_EQ(utf8FromPath(path.filename()), name);
         auto file = OutputFile::create(path);
         ASSERT_TRUE(file && write(*file, name) && file->commit()) << name;
@@ -153,7 +138,7 @@ TEST_F(FileTest, NamesAreUnicode) {
         ASSERT_TRUE(read) << name;
         EXPECT_EQ(read->size(), name.size());
     }
-    EXPECT_EQ(filesInFolder(), 3);
+    EXPECT_EQ(filesInFolder(), 3u);
 }
 
 TEST_F(FileTest, KnowsOneFileByTwoNames) {

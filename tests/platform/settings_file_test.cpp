@@ -5,14 +5,11 @@
 #include "test_tools.h"
 
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 
 #include "base/error.h"
 #include "platform/file.h"
-#include "platform/folders.h"
-#include "platform/process.h"
 #include "platform/settings_backend.h"
 
 namespace velor {
@@ -99,12 +96,10 @@ TEST(SettingsFile, RefusesHugeTexts) {
     EXPECT_FALSE(file.parse(std::string(SettingsFile::kMostBytes + 1, '#')));
     EXPECT_FALSE(file.parse(std::string(SettingsFile::kMostLines + 1, '\n')));
     EXPECT_EQ(LastErrorText, SettingsFile::kTooLarge);
-    ASSERT_TRUE(file.parse([] {
-        std::string many;
-        for (int i = 0; i < 5000; ++i)
-            many += "?\n";
-        return many;
-    }()));
+    std::string many;
+    for (int i = 0; i < 5000; ++i)
+        many += "?\n";
+    ASSERT_TRUE(file.parse(many));
     EXPECT_EQ(file.problems().size(), SettingsFile::kMostProblems);
 }
 
@@ -117,24 +112,16 @@ SettingTextCodec plainCodec() {
             [](std::string_view, const SettingValue& value) { return std::get<std::string>(value); }};
 }
 
-class FileSettings : public testing::Test {
-  protected:
-    FileSettings() { fs::create_directories(folder_); }
-    ~FileSettings() override { fs::remove_all(folder_); }
-
+struct FileSettings : testing::Test {
     static std::string contents(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        const std::vector<Byte> bytes = test::readFile(path);
+        return {bytes.begin(), bytes.end()};
     }
     static void store(const fs::path& path, const std::string& text) {
         std::ofstream(path, std::ios::binary) << text;
     }
-    std::size_t filesLeft() const {
-        return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
-    }
 
-    fs::path folder_ = tempFolder() / ("velor-settings-" + test::uniqueName());
+    test::TemporaryFolder folder_;
 };
 
 TEST_F(FileSettings, AreMadeWithTheirFolderAndReadBack) {
@@ -164,7 +151,7 @@ TEST_F(FileSettings, KeepWhatOthersWroteMeanwhileAndWarnOfTheRest) {
     store(path, "# note\na = 1\nz = 2\nwords\nnew = 5\n");
     ASSERT_TRUE(backend->write({{"a", SettingValue("9")}, {"gone", std::nullopt}}));
     EXPECT_EQ(contents(path), "# note\na = 9\nz = 2\nwords\nnew = 5\n");
-    EXPECT_EQ(filesLeft(), 1u);
+    EXPECT_EQ(test::filesIn(folder_.path()), 1u);
 }
 
 TEST_F(FileSettings, NeverReplaceWhatTheyCannotRead) {
@@ -181,7 +168,7 @@ TEST_F(FileSettings, NeverReplaceWhatTheyCannotRead) {
     EXPECT_FALSE(backend->write({{"a", SettingValue("1")}}));
     EXPECT_TRUE(fs::is_directory(path));
     EXPECT_FALSE(backend->write({{"a", SettingValue(std::string(SettingsFile::kMostBytes, 'x'))}}));
-    EXPECT_EQ(filesLeft(), 1u);
+    EXPECT_EQ(test::filesIn(folder_.path()), 1u);
 }
 
 #ifndef _WIN32

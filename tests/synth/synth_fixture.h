@@ -1,10 +1,14 @@
 // Small instruments for the synthesizer's tests, and measurements of what it plays.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cmath>
+#include <memory>
 #include <numbers>
 #include <vector>
 
+#include "base/error.h"
 #include "items/collection.h"
 #include "items/region_parameters.h"
 #include "synth/engine.h"
@@ -20,17 +24,21 @@ struct SynthFixture {
     // A looped sine of whole periods: 100 frames each, 480 Hz at 48000 Hz, amplitude 0.5.
     Waveform& sine(int rootKey = 60) {
         Waveform& wave = *collection.create<Waveform>("sine");
-        wave.frames = 4800;
         wave.sampleRate = kTestRate;
         wave.channels = 1;
         wave.bits = 32;
         wave.format = SampleFormat::Float32;
         wave.rootKey = static_cast<std::uint8_t>(rootKey);
-        float* samples = wave.allocateSamples();
-        for (int i = 0; i < 4800; ++i)
-            samples[i] = static_cast<float>(0.5 * std::sin(2 * std::numbers::pi * i / 100));
+        fill(wave, 4800, [](int i) { return 0.5 * std::sin(2 * std::numbers::pi * i / 100); });
         wave.setLoop(LoopMode::Forward, 0, 4800);
         return wave;
+    }
+    template <typename Signal>
+    static void fill(Waveform& wave, std::uint32_t frames, Signal signal) {
+        wave.frames = frames;
+        float* samples = wave.allocateSamples();
+        for (std::uint32_t i = 0; i < frames; ++i)
+            samples[i] = static_cast<float>(signal(static_cast<int>(i)));
     }
     Instrument& instrument(PatchNumber patch = {}) {
         Instrument& made = *collection.create<Instrument>("instrument");
@@ -43,6 +51,21 @@ struct SynthFixture {
         Region& made = *collection.create<Region>("region");
         made.links.add(wave.id());
         collection.find<Layer>(of.links[0])->links.add(made.id());
+        return made;
+    }
+};
+
+// One instrument of one looped sine over all keys, on channel 0.
+struct OneSine : testing::Test {
+    SynthFixture items;
+    Instrument& instrument = items.instrument();
+    Waveform& wave = items.sine();
+    Region& region = items.region(instrument, wave);
+    SynthOptions options{1, false, false};
+
+    std::unique_ptr<SynthEngine> engine(std::uint32_t polyphony = 32, std::uint32_t channels = 16) {
+        auto made = std::make_unique<SynthEngine>(channels, polyphony, kTestRate, 1.0f, options);
+        EXPECT_TRUE(made->loadInstrument(instrument, false)) << LastErrorText;
         return made;
     }
 };

@@ -183,76 +183,46 @@ TEST(VoiceKernels, BothSetsAgree) {
     }
 }
 
-// Plays an unlooped or looped sample of one sine through an engine and tells the spectrum's loudest part, and
-// what is left beside it.
-struct Heard {
-    double hertz;
-    double rest;  // dB below the sine
-};
+struct VoiceSound : OneSine {};
 
-Heard hear(const std::vector<float>& stereo, double expected) {
-    // Least squares of a sine at the expected frequency over the steady middle.
-    const std::size_t from = 9600;
-    const std::size_t count = 19200;
-    double best = expected;
-    double power = 0;
+// What a sound has beside a sine, in dB below it.
+double restBeside(const std::vector<float>& stereo, double hertz) {
+    const std::size_t from = 9600, count = 19200;
     double total = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        total += double{stereo[2 * (from + i)]} * stereo[2 * (from + i)];
-    const auto at = [&](double hertz) {
-        std::complex<double> sum = 0;
-        for (std::size_t i = 0; i < count; ++i)
-            sum += double{stereo[2 * (from + i)]} *
-                   std::polar(1.0, -2 * std::numbers::pi * hertz * static_cast<double>(i) / kTestRate);
-        return 2 * std::norm(sum) / static_cast<double>(count);
-    };
-    power = at(best);
-    return {best, 10 * std::log10(std::max(total - power, 1e-20) / power)};
+    std::complex<double> sum = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double sample = stereo[2 * (from + i)];
+        total += sample * sample;
+        sum += sample * std::polar(1.0, -2 * std::numbers::pi * hertz * static_cast<double>(i) / kTestRate);
+    }
+    const double power = 2 * std::norm(sum) / static_cast<double>(count);
+    return 10 * std::log10(std::max(total - power, 1e-20) / power);
 }
 
-TEST(VoiceSound, TranspositionIsClean) {
+TEST_F(VoiceSound, TranspositionIsClean) {
     // Sines at 48000 Hz whose transposition falls on whole periods of the measuring window.
     for (const auto& [key, cycles, least] :
          {std::tuple{60, 100, -90.0}, {48, 100, -70.0}, {67, 100, -55.0}, {72, 40, -80.0}, {84, 40, -75.0}}) {
-        SynthFixture items;
-        Instrument& instrument = items.instrument();
-        Waveform& wave = *items.collection.create<Waveform>("sine");
-        wave.frames = 19200;
-        wave.sampleRate = kTestRate;
-        wave.channels = 1;
-        wave.format = SampleFormat::Float32;
-        wave.bits = 32;
-        float* samples = wave.allocateSamples();
-        for (int i = 0; i < 19200; ++i)
-            samples[i] = static_cast<float>(std::sin(2 * std::numbers::pi * i * cycles / 4800));
+        items.fill(wave, 19200, [=](int i) { return std::sin(2 * std::numbers::pi * i * cycles / 4800); });
         wave.setLoop(LoopMode::Forward, 4800, 14400);
-        items.region(instrument, wave);
-        SynthEngine engine(16, 4, kTestRate, 1, {1, false, false});
-        ASSERT_TRUE(engine.loadInstrument(instrument, false));
-        send(engine, 0x90, static_cast<unsigned>(key), 127);
+        const auto synth = engine(4);
+        send(*synth, 0x90, static_cast<unsigned>(key), 127);
         const double hertz = 10.0 * cycles * std::exp2((key - 60) / 12.0);
-        EXPECT_LT(hear(play(engine, 0.7), hertz).rest, least) << key;
+        EXPECT_LT(restBeside(play(*synth, 0.7), hertz), least) << key;
     }
 }
 
-TEST(VoiceSound, NothingFoldsBackTwoOctavesUp) {
+TEST_F(VoiceSound, NothingFoldsBackTwoOctavesUp) {
     // 9000 Hz played two octaves up would be 36000 Hz, which 48000 Hz can not hold: it must be gone.
-    SynthFixture items;
-    Instrument& instrument = items.instrument();
-    Waveform& wave = items.sine();
-    float* samples = wave.allocateSamples();
-    for (int i = 0; i < 4800; ++i)
-        samples[i] = static_cast<float>(std::sin(2 * std::numbers::pi * i * 9000 / 48000));
-    items.region(instrument, wave);
+    items.fill(wave, 4800, [](int i) { return std::sin(2 * std::numbers::pi * i * 9000 / 48000); });
     for (const auto& [key, most] : {std::pair{60, 0.0}, {84, -60.0}, {80, -60.0}}) {
-        SynthEngine engine(16, 4, kTestRate, 1, {1, false, false});
-        ASSERT_TRUE(engine.loadInstrument(instrument, false));
-        send(engine, 0x90, static_cast<unsigned>(key), 127);
-        EXPECT_LT(decibels(rms(play(engine, 0.5), 0, 4800)), most) << key;
+        const auto synth = engine(4);
+        send(*synth, 0x90, static_cast<unsigned>(key), 127);
+        EXPECT_LT(decibels(rms(play(*synth, 0.5), 0, 4800)), most) << key;
     }
 }
 
-TEST(VoiceSound, LoopsOfEveryKindRunWithoutAStep) {
+TEST_F(VoiceSound, LoopsOfEveryKindRunWithoutAStep) {
     struct Case {
         LoopMode mode;
         double start, end;
@@ -262,16 +232,11 @@ TEST(VoiceSound, LoopsOfEveryKindRunWithoutAStep) {
     for (const Case& c :
          {Case{LoopMode::Forward, 100, 300, 480}, Case{LoopMode::Forward, 1000, 1100.5, 0},
           Case{LoopMode::Alternating, 1025, 2076, 480}, Case{LoopMode::Backward, 1000, 3000, 480}}) {
-        SynthFixture items;
-        Instrument& instrument = items.instrument();
-        Waveform& wave = items.sine();
         wave.setLoop(c.mode, c.start, c.end);
-        items.region(instrument, wave);
-        SynthEngine engine(16, 4, kTestRate, 1, {1, false, false});
-        ASSERT_TRUE(engine.loadInstrument(instrument, false));
-        send(engine, 0x90, 60, 127);
-        const auto sound = play(engine, 1);
-        EXPECT_EQ(engine.soundingNotes(), 1u);
+        const auto synth = engine(4);
+        send(*synth, 0x90, 60, 127);
+        const auto sound = play(*synth, 1);
+        EXPECT_EQ(synth->soundingNotes(), 1u);
         if (c.hertz > 0) {
             EXPECT_NEAR(frequency(sound, 9600), c.hertz, 0.5) << static_cast<int>(c.mode);
         }
@@ -286,44 +251,32 @@ TEST(VoiceSound, LoopsOfEveryKindRunWithoutAStep) {
     }
 }
 
-TEST(VoiceSound, ALoopUntilReleaseGoesOnBehindItsEnd) {
-    SynthFixture items;
-    Instrument& instrument = items.instrument();
-    Waveform& wave = items.sine();
+TEST_F(VoiceSound, ALoopUntilReleaseGoesOnBehindItsEnd) {
     // Behind the loop the waveform is silent for its last half.
-    float* samples = wave.allocateSamples();
-    for (int i = 0; i < 4800; ++i)
-        samples[i] = i < 2400 ? static_cast<float>(0.5 * std::sin(2 * std::numbers::pi * i / 100)) : 0.0f;
+    items.fill(wave, 4800,
+               [](int i) { return i < 2400 ? 0.5 * std::sin(2 * std::numbers::pi * i / 100) : 0; });
     wave.setLoop(LoopMode::Forward, 1000, 2000);
     wave.loopUntilRelease = true;
-    items.region(instrument, wave).articulation.set(p::VEnvelope + env::Release1Rate, 50);
-    SynthEngine engine(16, 4, kTestRate, 1, {1, false, false});
-    ASSERT_TRUE(engine.loadInstrument(instrument, false));
-    send(engine, 0x90, 60, 127);
-    EXPECT_GT(rms(play(engine, 0.5), 0, 20000), 0.1);
-    send(engine, 0x80, 60, 0);
-    play(engine, 0.04);
-    EXPECT_LT(rms(play(engine, 0.01), 0), 1e-4);
-    play(engine, 0.2);
-    EXPECT_EQ(engine.soundingNotes(), 0u) << "the waveform ends";
+    region.articulation.set(p::VEnvelope + env::Release1Rate, 50);
+    const auto synth = engine(4);
+    send(*synth, 0x90, 60, 127);
+    EXPECT_GT(rms(play(*synth, 0.5), 0, 20000), 0.1);
+    send(*synth, 0x80, 60, 0);
+    play(*synth, 0.04);
+    EXPECT_LT(rms(play(*synth, 0.01), 0), 1e-4);
+    play(*synth, 0.2);
+    EXPECT_EQ(synth->soundingNotes(), 0u) << "the waveform ends";
 }
 
-TEST(VoiceSound, NothingClicks) {
+TEST_F(VoiceSound, NothingClicks) {
     // The largest step of starts, ends, chokes and sudden controllers, against the sine's own.
-    SynthFixture items;
-    Instrument& instrument = items.instrument();
-    Waveform& wave = items.sine();
     // A cosine: every start and end is in the middle of things.
-    float* samples = wave.allocateSamples();
-    for (int i = 0; i < 4800; ++i)
-        samples[i] = static_cast<float>(0.5 * std::cos(2 * std::numbers::pi * i / 100));
-    items.region(instrument, wave);
-    SynthEngine engine(16, 8, kTestRate, 1, {1, false, false});
-    ASSERT_TRUE(engine.loadInstrument(instrument, false));
+    items.fill(wave, 4800, [](int i) { return 0.5 * std::cos(2 * std::numbers::pi * i / 100); });
+    const auto synth = engine(8);
     std::vector<float> all;
     const auto step = [&](unsigned status, unsigned data1, unsigned data2) {
-        send(engine, status, data1, data2);
-        const auto part = play(engine, 0.0533);
+        send(*synth, status, data1, data2);
+        const auto part = play(*synth, 0.0533);
         all.insert(all.end(), part.begin(), part.end());
     };
     step(0x90, 60, 127);

@@ -1,7 +1,4 @@
 // Instrument processes that make or cut waveforms.
-#include <set>
-
-#include "base/error.h"
 #include "instrument_tools.h"
 #include "synth/synth_sample.h"
 
@@ -12,15 +9,6 @@ using namespace test;
 
 constexpr const char* kOctaves = "add-downsampled-waves-at-every-octave";
 constexpr const char* kTrim = "trim-waves-to-region-start-end-offsets";
-constexpr const char* kSplit = "split-stereo-waveforms-to-dual-layers";
-
-std::vector<float> sine(std::size_t frames, double period, double level = 0.5) {
-    std::vector<float> samples(frames);
-    for (std::size_t i = 0; i < frames; ++i)
-        samples[i] =
-            static_cast<float>(level * std::sin(2 * std::numbers::pi * static_cast<double>(i) / period));
-    return samples;
-}
 
 // The frequency and level of a sine by its projections, refined around a guess (cycles per frame).
 struct Tone {
@@ -251,91 +239,6 @@ TEST(TrimToRegions, CutsWhatNoRegionPlays) {
                 EXPECT_EQ(waveform->samples()[2 * (300 + i)], waveform->samples()[2 * from]) << i;
             }
         }
-    }
-}
-
-TEST(InstrumentSampleProcesses, LeaveAllAsItWasWhenCancelledOrUnreadable) {
-    struct BadSource : WaveformSource {
-        bool decode(Waveform&) const override { return fail("Reading from file failed"); }
-    };
-    for (const char* name : {kOctaves, kTrim, kSplit, "merge-mono-waveform-pairs-to-stereo"}) {
-        for (const bool bad : {false, true}) {
-            SCOPED_TRACE(name);
-            Collection collection;
-            const auto add = [&](const char* waveName, int channels, float pan) {
-                Waveform* waveform = addWaveform(collection, waveName, testSignal(60000, 16), channels);
-                waveform->setLoop(LoopMode::Forward, 1000, 9000);
-                addInstrument(collection, waveName, waveform)->articulation.set(parameter::PanPosition, pan);
-                return waveform;
-            };
-            add("first L", 1, 0);
-            add("first R", 1, 0);
-            Waveform* last = add("stereo", 2, 0);
-            if (bad) {
-                last->releaseSamples();
-                last->setSource(std::make_shared<BadSource>());
-            }
-            const auto save = [&] {
-                std::vector<std::vector<Byte>> state;
-                for (const ItemKind kind : kContainedKinds) {
-                    for (const ItemId id : collection.list(kind)) {
-                        const Item& item = *collection.find(id);
-                        state.emplace_back(item.serializedSize());
-                        ByteWriter writer(state.back());
-                        item.serialize(writer);
-                    }
-                }
-                return state;
-            };
-            const auto before = save();
-            if (bad) {
-                const ProcessRun run = runOn(name, collection, {collection.id()});
-                // Pairs are only read where there are any.
-                if (std::string(name).starts_with("merge")) {
-                    EXPECT_EQ(run.failed, 0u);
-                } else {
-                    EXPECT_EQ(run.failed, 1u);
-                    EXPECT_EQ(run.items.at(0).error, "Reading from file failed");
-                }
-                EXPECT_TRUE(before == save());
-                continue;
-            }
-            for (int after = 1; after < 40; ++after) {
-                RecordingInterface ui;
-                ui.abortAfter = after;
-                if (runOn(name, collection, {collection.id()}, {}, &ui).failed == 0)
-                    break;
-                ASSERT_TRUE(before == save()) << after;
-            }
-        }
-    }
-}
-
-TEST(InstrumentSampleProcesses, BearDamagedWaveforms) {
-    for (const char* name : {kOctaves, kTrim, kSplit, "merge-mono-waveform-pairs-to-stereo"}) {
-        Collection collection;
-        const float nan = std::nanf(""), infinite = INFINITY;
-        for (const int channels : {1, 2}) {
-            for (const std::size_t frames : {0u, 1u, 40u}) {
-                for (const std::uint32_t rate : {0u, 1u, 44100u, 0x80000000u}) {
-                    Waveform* waveform =
-                        addWaveform(collection, "w",
-                                    std::vector<float>(frames * static_cast<std::size_t>(channels),
-                                                       frames == 1 ? nan : infinite),
-                                    channels, rate);
-                    waveform->tuning = rate == 1 ? nan : 1e30f;
-                    waveform->setLoop(LoopMode::Forward, rate == 1 ? -5 : 1, rate == 0 ? 1e300 : 39.5);
-                    Region* region = linkedItems<Region>(
-                        *linkedItems<Layer>(*addInstrument(collection, "i", waveform))[0])[0];
-                    region->overrides.flags = frames == 40 ? RegionOverrides::LoopEnd : 0;
-                    region->overrides.loopEnd = 0xFFFFFFFF;
-                    if (rate == 44100)
-                        region->keys = {255, 200};
-                }
-            }
-        }
-        const ProcessRun run = runOn(name, collection, {collection.id()});
-        EXPECT_EQ(run.failed, 0u) << name << ": " << (run.items.empty() ? "" : run.items[0].error);
     }
 }
 

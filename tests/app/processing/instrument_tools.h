@@ -10,20 +10,9 @@
 
 namespace velor::test {
 
-// A process on one item, as when it is selected.
 inline ProcessRun runOn(const std::string& name, Collection& collection, const std::vector<ItemId>& selected,
                         const std::vector<std::string>& pairs = {}, UserInterface* ui = nullptr) {
-    const NamedProcess named = findProcess("instrument:" + name);
-    if (!named.row) {
-        ADD_FAILURE() << "no process " << name;
-        return {};
-    }
-    ProcessSettings settings(named.row->process->parameters);
-    for (const std::string& pair : pairs)
-        EXPECT_EQ(settings.setPair(pair), "") << pair;
-    UserInterface quiet;
-    return runProcess(*named.row, processContext(named.flavour, collection, selected), settings,
-                      ui ? *ui : quiet);
+    return runItems("instrument:" + name, collection, selected, pairs, {}, ui);
 }
 
 inline Region* addRegion(Layer& layer, Waveform* waveform, MidiRange keys, MidiRange velocities = {}) {

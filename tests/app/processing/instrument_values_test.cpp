@@ -302,10 +302,7 @@ TEST(ItemNames, AreFormatted) {
         for (const std::string& name : each.before)
             collection.create<Instrument>(name);
         runOn("format-text-in-names", collection, {collection.id()}, each.settings);
-        Names after;
-        for (const Instrument* instrument : collection.all<Instrument>())
-            after.push_back(instrument->name());
-        EXPECT_EQ(after, each.after) << each.settings[0];
+        EXPECT_EQ(namesOf(collection, ItemKind::Instrument), each.after) << each.settings[0];
         EXPECT_EQ(runOn("format-text-in-names", collection, {collection.id()}, each.settings).changed, 0u)
             << each.settings[0];
     }

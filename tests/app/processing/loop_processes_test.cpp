@@ -169,10 +169,7 @@ TEST_F(LoopProcesses, BrokenLoopsAreRepaired) {
 // stay as smooth as the tone.
 TEST_F(LoopProcesses, ResampledMultiplesStayInTune) {
     constexpr double kPeriod = 84.5;
-    std::vector<float> tone(4000);
-    for (std::size_t i = 0; i < tone.size(); ++i)
-        tone[i] = static_cast<float>(0.5 * std::sin(2 * std::numbers::pi * static_cast<double>(i) / kPeriod));
-    Waveform& waveform = *test::addWaveform(collection, "tone", tone, 1, 44100);
+    Waveform& waveform = *test::addWaveform(collection, "tone", test::sine(4000, kPeriod));
     waveform.setLoop(LoopMode::Forward, 1000, 1000 + 10 * kPeriod);
     Region& region = *test::addRegion(collection, waveform);
     test::setRegionLoop(region, 500, 1345);
@@ -194,24 +191,6 @@ TEST_F(LoopProcesses, ResampledMultiplesStayInTune) {
     EXPECT_EQ(std::fmod(waveform.loopEnd - waveform.loopStart, 16), 0);
     EXPECT_NEAR(waveform.loopEnd - waveform.loopStart, 832, 1e-9) << "ten periods, the best near";
     EXPECT_EQ(waveform.buffer().get(), buffer.get());
-}
-
-TEST_F(LoopProcesses, WhatFailsLeavesRegionsAlone) {
-    Waveform& waveform = add(5000);
-    waveform.setLoop(LoopMode::Alternating, 4000, 5000);
-    Region& region = *test::addRegion(collection, waveform);
-    test::setRegionLoop(region, 100, 9000);
-    const RegionOverrides before = region.overrides;
-    for (int calls = 1; calls < 6; ++calls) {
-        ui.abortAfter = calls;
-        const ProcessRun stopped = run("loop-sanitizer-converter", {"multiple=48"});
-        ui.abortAfter = -1;
-        if (stopped.failed == 0)
-            break;
-        EXPECT_EQ(region.overrides, before) << calls;
-        EXPECT_EQ(waveform.loopMode, LoopMode::Alternating);
-        EXPECT_EQ(waveform.frames, 5000u);
-    }
 }
 
 TEST_F(LoopProcesses, ZeroCrossings) {

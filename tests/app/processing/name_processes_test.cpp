@@ -28,12 +28,10 @@ TEST(KeyInName, ReadsWhatPeopleWrite) {
              {"BASS A-1", 21, kMiddleC3},
              {"12 Kick", -1},
              {"12 Kick", 12, kNumbers},
-             {"C4", 60},
              {"a#3.wav", 58},
              {"Fs4", 66},
              {"Gsharp2 soft", 44},
              {"A0v12", 21},
-             {"PianoC3", 48},
              {"Strings F5L", 77},
              {"Cello_D\xE2\x99\xAF"
               "2",
@@ -46,8 +44,6 @@ TEST(KeyInName, ReadsWhatPeopleWrite) {
              {"Flute 099", 99},
              // Not for certain, or something else.
              {"Kick 001", -1},
-             {"Take 045", -1},
-             {"Piano 60", -1},
              {"Piano 60", 60, kNumbers},
              {"Pad 128", -1, kNumbers},
              {"Loop 90bpm", -1, kNumbers},
@@ -55,9 +51,7 @@ TEST(KeyInName, ReadsWhatPeopleWrite) {
              {"pno 64 vel 100", 64, kNumbers},
              {"C3-E4 split", -1},
              {"Choir C3 (C3)", 48},
-             {"Bass", -1},
              {"CS80 Brass", -1},
-             {"DX7", -1},
              {"BASSA2", -1},
              {"TR-808", -1, kNumbers},
              {"", -1},
@@ -73,9 +67,7 @@ TEST(KeyInName, ReadsWhatPeopleWrite) {
              {"B3", 58, kGerman},
              {"Cis4", 61, kGerman},
              {"Es4", 63, kGerman},
-             {"Des2", 37, kGerman},
              {"As2", 44, kGerman},
-             {"E3 060", 52},
              {"E3 060", 60, kNumbers},
              {"E3", -1, {.prefer = KeyInName::OnlyNumbers}},
              {"Pno 060", -1, {.prefer = KeyInName::OnlyNotes}},
@@ -97,8 +89,6 @@ TEST(KeyInName, AgreesWithTheNotesOfARealBank) {
         GTEST_SKIP() << "needs FluidR3_GM.sf2";
     EXPECT_GE(named, 500 / static_cast<int>(test::kThinning));
     EXPECT_GE(agree, named * 9 / 10) << "of " << named;
-    RecordProperty("named", named);
-    RecordProperty("agree", agree);
 }
 
 struct NameProcesses : testing::Test {
@@ -109,12 +99,7 @@ struct NameProcesses : testing::Test {
         waveform.rootKey = key;
         return waveform;
     }
-    std::vector<std::string> names() const {
-        std::vector<std::string> all;
-        for (const Waveform* waveform : collection.all<Waveform>())
-            all.push_back(waveform->name());
-        return all;
-    }
+    std::vector<std::string> names() const { return test::namesOf(collection, ItemKind::Waveform); }
     std::string replace(const std::string& name, std::vector<std::string> pairs) {
         collection.clear();
         add(name);

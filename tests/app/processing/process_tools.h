@@ -8,27 +8,33 @@
 
 #include "app/processing/catalogue.h"
 #include "app/processing/runner.h"
-#include "test_tools.h"
+#include "wave_tools.h"
 
 namespace velor::test {
 
-// Runs a process over everything in the collection that its flavour works on. Settings as "key=value".
-inline ProcessRun runNamed(const std::string& name, Collection& collection,
-                           const std::vector<std::string>& pairs = {},
+// Runs a process on items of a collection, as when they are selected. Settings as "key=value".
+inline ProcessRun runItems(const std::string& name, Collection& collection,
+                           const std::vector<ItemId>& selected, const std::vector<std::string>& pairs = {},
                            std::optional<FrameSelection> selection = {}, UserInterface* ui = nullptr) {
     const NamedProcess named = findProcess(name);
     if (!named.row || !processBuilt(*named.row)) {
         ADD_FAILURE() << "no process " << name;
         return {};
     }
-    const ItemId all[] = {collection.id()};
-    ProcessContext context = processContext(named.flavour, collection, all);
+    ProcessContext context = processContext(named.flavour, collection, selected);
     context.selection = selection;
     ProcessSettings settings(named.row->process->parameters);
     for (const std::string& pair : pairs)
         EXPECT_EQ(settings.setPair(pair), "") << pair;
     UserInterface quiet;
     return runProcess(*named.row, context, settings, ui ? *ui : quiet);
+}
+
+// The same on everything in the collection that its flavour works on.
+inline ProcessRun runNamed(const std::string& name, Collection& collection,
+                           const std::vector<std::string>& pairs = {},
+                           std::optional<FrameSelection> selection = {}, UserInterface* ui = nullptr) {
+    return runItems(name, collection, {collection.id()}, pairs, selection, ui);
 }
 
 }  // namespace velor::test

@@ -8,11 +8,7 @@ namespace velor {
 namespace {
 
 Waveform* addTone(Collection& collection, std::size_t frames, std::uint32_t rate, double frequency = 440) {
-    std::vector<float> samples(frames);
-    for (std::size_t i = 0; i < frames; ++i)
-        samples[i] =
-            static_cast<float>(0.5 * std::sin(6.283185307179586 * frequency / rate * static_cast<double>(i)));
-    return test::addWaveform(collection, "tone", samples, 1, rate);
+    return test::addWaveform(collection, "tone", test::sine(frames, rate / frequency), 1, rate);
 }
 
 TEST(ResampleProcess, OneWaveformRoundsItsLengthSeveralCutIt) {
@@ -47,22 +43,6 @@ TEST(ResampleProcess, OneWaveformRoundsItsLengthSeveralCutIt) {
     EXPECT_EQ(fast.frames, 45937u);  // 45937.5
     EXPECT_EQ(test::runNamed("resample", collection, {"rate=0"}).items.at(0).error,
               "Invalid length or frequency specified");
-}
-
-TEST(ResampleProcess, RegionsFollow) {
-    Collection collection;
-    Waveform& waveform = *addTone(collection, 4000, 44100);
-    waveform.setLoop(LoopMode::Forward, 1000, 2000);
-    auto* region = collection.create<Region>("region");
-    region->links.add(waveform.id());
-    region->overrides.flags = RegionOverrides::LoopStart | RegionOverrides::LoopEnd;
-    region->overrides.loopStart = 400;
-    region->overrides.loopEnd = 800;
-    ASSERT_EQ(test::runNamed("resample", collection, {"rate=22050"}).changed, 1u);
-    EXPECT_EQ(waveform.loopStart, 500);
-    EXPECT_EQ(waveform.loopEnd, 1000);
-    EXPECT_EQ(region->overrides.loopStart, 200u);
-    EXPECT_EQ(region->overrides.loopEnd, 400u);
 }
 
 TEST(TuneProcess, TunesByEachOfItsWays) {

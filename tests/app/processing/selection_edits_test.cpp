@@ -6,22 +6,14 @@
 
 #include "dsp/fade.h"
 #include "dsp/smoothing.h"
+#include "loop_player.h"
 #include "process_tools.h"
 
 namespace velor {
 namespace {
 
-std::vector<float> noise(std::size_t count) {
-    std::mt19937 random(5);
-    std::vector<float> samples(count);
-    for (float& sample : samples)
-        sample = static_cast<float>(random()) / 2147483648.0f - 1;
-    return samples;
-}
-
-std::vector<float> copyOf(const Waveform& waveform) {
-    return {waveform.samples().begin(), waveform.samples().end()};
-}
+using test::noise;
+using test::samplesOf;
 
 TEST(FadeCurves, RiseFromNothingToAll) {
     for (int curve = 0; curve < 5; ++curve) {
@@ -73,18 +65,18 @@ TEST(SelectionEdits, TwiceIsAsBefore) {
         for (const std::optional<FrameSelection> selection :
              {std::optional<FrameSelection>(), {{10, 70001}}, {{70000, 4000000000u}}}) {
             Collection collection;
-            Waveform& waveform = *test::addWaveform(collection, "a", noise(2 * 80000), 2);
+            Waveform& waveform = *test::addWaveform(collection, "a", noise(2 * 80000, 5), 2);
             waveform.setLoop(LoopMode::Forward, 20.25, 60000.5);
-            const std::vector<float> before = copyOf(waveform);
+            const std::vector<float> before = samplesOf(waveform);
             const SampleBufferRef shared = waveform.buffer();
             EXPECT_EQ(test::runNamed(name, collection, {}, selection).changed, 1u);
-            EXPECT_NE(copyOf(waveform), before);
+            EXPECT_NE(samplesOf(waveform), before);
             EXPECT_TRUE(std::equal(before.begin(), before.end(), shared->data()));
             const std::size_t first = selection ? selection->first : 0;
             for (std::size_t i = 0; i < 2 * first; ++i)
                 ASSERT_EQ(waveform.samples()[i], before[i]);
             test::runNamed(name, collection, {}, selection);
-            EXPECT_EQ(copyOf(waveform), before);
+            EXPECT_EQ(samplesOf(waveform), before);
             EXPECT_EQ(waveform.loopStart, 20.25);
             EXPECT_EQ(waveform.loopEnd, 60000.5);
         }
@@ -98,8 +90,7 @@ TEST(Reverse, LoopsKeepTheirSound) {
     std::vector<Region*> regions;
     using O = RegionOverrides;
     for (const int flags : {O::LoopStart | O::LoopEnd, +O::LoopStart, +O::LoopEnd, +O::LoopEnd}) {
-        Region* region = collection.create<Region>("r");
-        region->links.add(waveform.id());
+        Region* region = test::addRegion(collection, waveform);
         region->overrides.flags = static_cast<std::uint8_t>(flags);
         region->overrides.loopStart = 1;
         region->overrides.loopEnd = 4;
@@ -129,7 +120,7 @@ TEST(Reverse, LoopsKeepTheirSound) {
 }
 
 TEST(Smoothing, IsTheWeightedMean) {
-    const std::vector<float> from = noise(2 * 70000);
+    const std::vector<float> from = noise(2 * 70000, 5);
     for (const SmoothingShape shape : {SmoothingShape::Average, SmoothingShape::Hann}) {
         for (const std::size_t reach : {1, 10, 200}) {
             std::vector<float> to(69990);
