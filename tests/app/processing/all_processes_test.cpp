@@ -123,7 +123,7 @@ ProcessSettings settingsFor(const ProcessRow& row) {
                                         {"ratio", "130"},
                                         {"semitones", "-3"},
                                         {"gain", "3"},
-                                        {"rate", "44100"}}) {
+                                        {"rate", "22050"}}) {
             if (parameter.key == std::string_view(key))
                 settings.set(key, text);
         }

@@ -6,6 +6,7 @@
 #include "base/error.h"
 #include "base/rounding.h"
 #include "dsp/resampler.h"
+#include "items/region_loop.h"
 
 namespace velor::audio_processes {
 
@@ -46,6 +47,10 @@ ProcessOutcome resampleBy(ProcessJob& job, std::uint32_t newLength, std::uint32_
     if (!Resample(waveform, waveform, newLength, newRate, method, ratio, &job.ui))
         return ProcessOutcome::Failed;
     RescaleRegionLoops(job.collection(), waveform, static_cast<float>(ratio));
+    // Rounding may have put the end of a loop behind the last frame.
+    FixUpLists lists;
+    waveform.fixUp(lists);
+    limitLoopOverrides(waveform);
     return ProcessOutcome::Changed;
 }
 
