@@ -112,13 +112,15 @@ bool formPair(const Waveform& left, const Waveform& right) {
 
 constexpr std::size_t kBlock = 1 << 17;  // frames between two looks at the abort flag: below a millisecond
 
-// Loads both halves and interleaves them. Empty when that fails or is aborted.
+// Loads both halves and interleaves them. Empty when that fails, with LastErrorText, or is aborted.
 SampleBufferRef joinSamples(Waveform& left, Waveform& right, UserInterface& ui, bool& aborted) {
     if (!left.loadSamples() || !right.loadSamples())
         return {};
     SampleBufferRef stereo(SampleBuffer::create(left.frames, 2, static_cast<float>(left.sampleRate)));
-    if (!stereo || right.samples().size() != left.samples().size())
+    if (!stereo || right.samples().size() != left.samples().size()) {
+        fail(stereo ? kReadFailed : kOutOfMemory);
         return {};
+    }
     for (std::size_t at = 0; at < left.frames; at += kBlock) {
         aborted = ui.aborted();
         if (aborted)
@@ -326,8 +328,12 @@ int mergeStereoPairs(Collection& collection, const StereoPairing& how, UserInter
             merge.samples = joinSamples(left, right, ui, aborted);
             if (aborted)
                 return -1;
-            if (!merge.samples)
+            if (!merge.samples) {
+                ui.warn({"The pair \"" + displayText(pairs[i].name) + "\" stays as it is: " + LastErrorText,
+                         {},
+                         0});
                 continue;
+            }
         }
         merges.push_back(std::move(merge));
     }
