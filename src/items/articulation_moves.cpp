@@ -134,7 +134,8 @@ void combineInto(Articulation& lower, std::uint16_t number, float value) {
 
 void lowerToRegions(const Articulation& instrument, Layer& layer, const std::vector<Region*>& regions) {
     const auto entries = layer.articulation.entries();
-    for (const auto& [number, unused] : entries) {
+    for (const auto& entry : entries) {
+        const auto number = entry.first;
         float value = 0;
         if (!layer.articulation.setting(number, value)) {
             layer.articulation.unset(number);  // no number, so it never counted

@@ -203,7 +203,8 @@ TEST_F(VoiceSound, TranspositionIsClean) {
     // Sines at 48000 Hz whose transposition falls on whole periods of the measuring window.
     for (const auto& [key, cycles, least] :
          {std::tuple{60, 100, -90.0}, {48, 100, -70.0}, {67, 100, -55.0}, {72, 40, -80.0}, {84, 40, -75.0}}) {
-        items.fill(wave, 19200, [=](int i) { return std::sin(2 * std::numbers::pi * i * cycles / 4800); });
+        const double step = 2 * std::numbers::pi * cycles / 4800;
+        items.fill(wave, 19200, [=](int i) { return std::sin(step * i); });
         wave.setLoop(LoopMode::Forward, 4800, 14400);
         const auto synth = engine(4);
         send(*synth, 0x90, static_cast<unsigned>(key), 127);

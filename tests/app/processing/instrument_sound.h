@@ -45,7 +45,7 @@ class Listener {
             std::sort(each.begin(), each.end());
         return sound;
     }
-    Sound listen(const Instrument& instrument) { return listen({{&instrument}}); }
+    Sound listen(const Instrument& instrument) { return listen(std::vector<const Instrument*>{&instrument}); }
     // Everything at once.
     Sound listen(const Collection& collection) {
         const auto all = collection.all<Instrument>();

@@ -11,7 +11,7 @@ namespace {
 using namespace test;
 
 constexpr int kRawGsm = 167, kByteAligned = 168, kModem = 169, kModemAlternative = 170, kModemWave = 171;
-constexpr int kRockwell = 345, kVox = 463;
+constexpr int kRockwell = 345;
 
 struct RawSpeech : WaveFixture {
     ~RawSpeech() override { resetRockwellAnswers(); }
