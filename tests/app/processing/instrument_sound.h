@@ -116,15 +116,15 @@ class Listener {
                 number == parameter::MasterTuning || number == parameter::KeyToPitch)
                 continue;
             // Sums may round; files have no more than three digits behind the point.
-            hash = mix(hash, static_cast<std::uint64_t>(
-                                 std::floor(static_cast<double>(values[number]) * 1000 + 0.25)));
+            hash =
+                mix(hash, std::hash<double>{}(std::floor(static_cast<double>(values[number]) * 1000 + 0.25)));
         }
         for (const auto number : {parameter::Trigger, parameter::PedalCondition, parameter::ExclusiveClass})
             hash = mix(hash, static_cast<std::uint64_t>(regionSetting(&instrument, &layer, region, number)));
         const RegionLoop loop = regionLoop(waveform, region.overrides);
         for (const double value : {loop.on ? 1.0 : 0.0, loop.start, loop.end, static_cast<double>(loop.mode),
                                    loop.untilRelease ? 1.0 : 0.0})
-            hash = mix(hash, static_cast<std::uint64_t>(value * 256));
+            hash = mix(hash, std::hash<double>{}(std::floor(value * 256)));
         return hash;
     }
 

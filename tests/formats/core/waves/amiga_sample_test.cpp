@@ -101,7 +101,8 @@ TEST_F(AmigaSample, SixteenBit) {
     for (const bool big : {true, false}) {
         Bytes body;
         for (std::size_t i = 0; i < signal.size(); ++i) {
-            const auto value = static_cast<unsigned>(20000 * std::sin(0.01 * static_cast<double>(i)));
+            const auto value =
+                static_cast<unsigned>(static_cast<int>(20000 * std::sin(0.01 * static_cast<double>(i))));
             if (big)
                 body.be16(value & 0xFFFF);
             else
