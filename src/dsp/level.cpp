@@ -43,4 +43,12 @@ FrameRange withoutSilence(std::span<const float> samples, unsigned channels, flo
     return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end - begin)};
 }
 
+double factorOfDecibels(double decibels) {
+    return std::pow(10.0, decibels / 20);
+}
+
+double decibelsOfFactor(double factor) {
+    return 20 * std::log10(factor);
+}
+
 }  // namespace velor

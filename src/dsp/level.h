@@ -19,4 +19,8 @@ struct FrameRange {
 // The frames from the first to the last one with a sample above `threshold` (linear), of interleaved samples.
 FrameRange withoutSilence(std::span<const float> samples, unsigned channels, float threshold);
 
+// A gain in dB as a factor, and back (minus infinity for 0).
+double factorOfDecibels(double decibels);
+double decibelsOfFactor(double factor);
+
 }  // namespace velor

@@ -6,6 +6,7 @@
 #include "app/processing/part_progress.h"
 #include "base/error.h"
 #include "dsp/frame_edit.h"
+#include "dsp/level.h"
 #include "dsp/resampler.h"
 #include "dsp/resampler_blocks.h"
 #include "dsp/sample_blocks.h"
@@ -16,7 +17,7 @@ namespace {
 
 // A difference of playing levels as a factor; 1 where it is none or nonsense.
 float levelFactor(float decibels) {
-    const auto factor = static_cast<float>(std::pow(10.0, static_cast<double>(decibels) / 20));
+    const auto factor = static_cast<float>(factorOfDecibels(static_cast<double>(decibels)));
     return decibels != 0 && std::isfinite(factor) && factor > 0 ? factor : 1.0f;
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "dsp/frame_edit.h"
+#include "dsp/level.h"
 
 namespace velor {
 
@@ -13,7 +14,7 @@ bool findKeptSounds(const ProcessJob& job, const Waveform& waveform, std::vector
         return framesOfTime(job.settings.number(row.key), waveform.sampleRate);
     };
     const SilenceSearch search{
-        .threshold = static_cast<float>(std::pow(10.0, job.settings.number(kSilenceThreshold.key) / 20)),
+        .threshold = static_cast<float>(factorOfDecibels(job.settings.number(kSilenceThreshold.key))),
         .shortestSilence = frames(kSilenceMinimum),
         .shortestSound = frames(kShortestSound)};
     if (!findSounds(waveform.samples(), waveform.channels, search, sounds, ui))

@@ -73,7 +73,7 @@ ProcessOutcome run(ProcessJob& job) {
         return ProcessOutcome::Failed;
     const bool mix = job.settings.flag("mix");
     const std::uint32_t position = insertPosition(job);
-    const auto factor = static_cast<float>(std::pow(10.0, job.settings.number("level") / 20));
+    const auto factor = static_cast<float>(factorOfDecibels(job.settings.number("level")));
     float peak = 0;
     if (!mixIn(frames->samples(), waveform, position, factor, mix, peak, job.ui))
         return ProcessOutcome::Failed;

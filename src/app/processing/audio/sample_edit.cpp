@@ -5,7 +5,6 @@
 
 #include "base/error.h"
 #include "base/text.h"
-#include "dsp/level.h"
 #include "dsp/sample_blocks.h"
 
 namespace velor {
@@ -63,14 +62,6 @@ ProcessOutcome editSamples(ProcessJob& job, FrameSelection range, const SampleWo
     waveform.replaceSamples(std::move(copy));
     warnAboveFullScale(job, before, after);
     return ProcessOutcome::Changed;
-}
-
-double factorOfDecibels(double decibels) {
-    return std::pow(10.0, decibels / 20);
-}
-
-double decibelsOfFactor(double factor) {
-    return 20 * std::log10(factor);
 }
 
 float fullScaleOf(const Waveform& waveform) {

@@ -6,6 +6,7 @@
 
 #include "app/processing/process.h"
 #include "dsp/editable_samples.h"
+#include "dsp/level.h"
 
 namespace velor {
 
@@ -25,10 +26,6 @@ bool findPeak(std::span<const float> samples, UserInterface& ui, float& peak);
 using SampleWork = std::function<void(std::span<float>, std::uint32_t)>;
 ProcessOutcome editSamples(ProcessJob& job, FrameSelection range, const SampleWork& work,
                            double progressFrom = 0);
-
-// A gain in dB as a factor, and back (minus infinity for 0).
-double factorOfDecibels(double decibels);
-double decibelsOfFactor(double factor);
 
 // A gain beyond this is asked for only by what is as good as silent, and stays undone.
 inline constexpr double kLargestFactor = 1e30;
